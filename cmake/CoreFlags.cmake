@@ -1,0 +1,23 @@
+# Flags of the core library, in one place.
+#
+# stemstrip_arith: everything that changes the numbers. The core and every
+# test that calls its stages directly link it, so both compute the same bits.
+# GCC fuses a*b+c by default; fusing is only ever done explicitly here.
+add_library(stemstrip_arith INTERFACE)
+target_compile_options(stemstrip_arith INTERFACE -ffp-contract=off -fno-fast-math)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
+  set(STEMSTRIP_MARCH "x86-64-v3" CACHE STRING "x86 target level (needs FMA)")
+  target_compile_options(stemstrip_arith INTERFACE -march=${STEMSTRIP_MARCH})
+endif()
+
+# stemstrip_freestanding: what makes the shared library self-contained. No
+# runtime library, no exceptions or RTTI, no stack protector (it would import
+# __stack_chk_fail), and no loop-to-memset/memcpy rewrites (they would import
+# libc). --no-undefined turns any stray import into a link error.
+add_library(stemstrip_freestanding INTERFACE)
+target_compile_options(stemstrip_freestanding INTERFACE
+  -ffreestanding -fno-exceptions -fno-rtti -fno-stack-protector -fno-stack-check
+  -fno-tree-loop-distribute-patterns -fno-builtin-memcpy -fno-builtin-memset
+  -fvisibility=hidden -fvisibility-inlines-hidden -fno-plt -fno-semantic-interposition)
+target_link_options(stemstrip_freestanding INTERFACE
+  -nostdlib -Wl,--no-undefined -Wl,-z,relro -Wl,-z,now -Wl,--gc-sections -Wl,--hash-style=gnu)

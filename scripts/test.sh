@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Builds stemstrip and runs every test. Installs what is missing first.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+cmake --preset release
+cmake --build --preset release
+ctest --preset release

@@ -1,0 +1,60 @@
+// The block driver: walks the instances of one call in order, cuts each into
+// whole 16-sample blocks and those into 4-sample sub-blocks, and runs the
+// stages in their fixed order: glide, EQ before dynamics, dynamics, EQ after
+// dynamics; then per block the refresh and the output meters.
+#pragma once
+
+#include "../dynamics/channel_processing.h"
+#include "../eq/eq_dezip.h"
+#include "../eq/eq_sections.h"
+#include "../output/output_meters.h"
+#include "stemstrip.h"
+
+namespace stemstrip {
+
+inline constexpr int kBlock = 16;
+
+template <int In, int Out, int BlockSize, int Groups>
+[[gnu::noinline]] void ChannelStrip_AlgorithmProcessFunction(SChannelStrip_Alg_Context* const* begin,
+                                                             const void* end) {
+    static_assert(In == Out, "the strip never changes the channel count");
+    static_assert(BlockSize == kBlock, "blocks are four sub-blocks");
+    constexpr int N = In;
+    for (SChannelStrip_Alg_Context* const* it = begin; it != end; ++it) {
+        SChannelStrip_Alg_Context* ctx = *it;
+        const int32_t keyIndex = *ctx->sideChainIndex;
+        const float* key = keyIndex != 0 ? ctx->inputs[keyIndex] : nullptr;
+        const int32_t sampleCount = *ctx->sampleCount;
+        if (sampleCount < 1) continue;
+
+        const float rate = ctx->dynState[0].dezipRate;
+        EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+        const EQ_SCoefs* eqTarget = ctx->eqTarget;
+        EQ_SState* eqState = ctx->eqState;
+        const float* const* inputs = ctx->inputs;
+        float* const* outputs = ctx->outputs;
+        float* privateBlock = *ctx->privateState;
+        float* inputPeaks = privateBlock;
+        float* outputPeaks = privateBlock + N;
+        float* dynamicsRunState = privateBlock + 2 * N;
+
+        int32_t blockStart = 0;
+        do {
+            for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
+                EQ_DezipStep(eqCoefs, eqTarget, rate);
+                EQ_AlgorithmProcessFunction<N>(eqCoefs, eqState, inputs, outputs, sub,
+                                               eqTarget->sectionBegin[0], eqTarget->sectionEnd[0], blockStart);
+                Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, key, sub,
+                                                             dynamicsRunState, blockStart);
+                EQ_AlgorithmProcessFunction<N>(eqCoefs, eqState, outputs, outputs, sub,
+                                               eqTarget->sectionBegin[1], eqTarget->sectionEnd[1], blockStart);
+            }
+            EQ_DezipRefresh(eqCoefs);
+            OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, inputPeaks, outputPeaks,
+                                                                 ctx->dynCoefs, blockStart);
+            blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
+        } while (blockStart < sampleCount);
+    }
+}
+
+}  // namespace stemstrip

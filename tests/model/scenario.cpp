@@ -1,0 +1,650 @@
+#include "scenario.h"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <sstream>
+
+#include "strip_model.h"
+
+namespace scenario {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kFs = 48000.0;
+
+int RoundedLength(int32_t count) {
+    if (count < 1) return 16;
+    return (count + 15) / 16 * 16;
+}
+
+uint32_t FloatBits(float v) { return model::Bits(v); }
+
+bool SameFloat(float a, float b) {
+    if (std::isnan(a) && std::isnan(b)) return true;
+    return FloatBits(a) == FloatBits(b);
+}
+
+bool SameDouble(double a, double b) {
+    if (std::isnan(a) && std::isnan(b)) return true;
+    return model::Bits(a) == model::Bits(b);
+}
+
+std::string Hex(uint32_t u) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "0x%08X", u);
+    return buf;
+}
+
+std::string FloatText(float v) {
+    std::ostringstream os;
+    os.precision(9);
+    os << v << " (" << Hex(FloatBits(v)) << ")";
+    return os.str();
+}
+
+std::string DoubleText(double v) {
+    std::ostringstream os;
+    os.precision(17);
+    char buf[24];
+    std::snprintf(buf, sizeof buf, "0x%016llX", static_cast<unsigned long long>(model::Bits(v)));
+    os << v << " (" << buf << ")";
+    return os.str();
+}
+
+// Word-level description of the 32-bit records, for naming differences.
+struct Field {
+    const char* name;
+    bool isInt;
+};
+
+const Field kDynStateFields[15] = {
+    {"compGainDb", false}, {"expGainDb", false},  {"detFilterZ1", false},
+    {"detFilterZ2", false}, {"levelZ1", false},   {"levelZ2", false},
+    {"peakEnvelope", false}, {"levelOut", false}, {"outputGain", false},
+    {"compFloorDb", false}, {"expRangeDb", false}, {"gateOpen", true},
+    {"holdCounter", true},  {"reserved13", true}, {"dezipRate", false},
+};
+static_assert(sizeof(Dyn_SState) == 15 * 4);
+
+// Indices of the integer words of Dyn_SCoefsBlock.
+bool DynCoefIsInt(int w) { return w == 11 || w == 24 || (w >= 36 && w <= 46 && w != 47) || w == 48; }
+
+template <typename T>
+void ToWords(const T& rec, uint32_t* words) {
+    std::memcpy(words, &rec, sizeof(T));
+}
+
+template <typename T>
+void FromWords(T& rec, const uint32_t* words) {
+    std::memcpy(&rec, words, sizeof(T));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Copying and linking
+
+Scenario& Scenario::operator=(const Scenario& other) {
+    if (this == &other) return *this;
+    format = other.format;
+    bufferLength = other.bufferLength;
+    counts = other.counts;
+    keyIndices = other.keyIndices;
+    dynCoefs = other.dynCoefs;
+    eqTargets = other.eqTargets;
+    instances = other.instances;
+    // The order array refers to contexts by identity: translate it.
+    order.clear();
+    for (SChannelStrip_Alg_Context* p : other.order) {
+        for (size_t i = 0; i < other.instances.size(); ++i)
+            if (&other.instances[i].ctx == p) order.push_back(&instances[i].ctx);
+    }
+    Relink();
+    return *this;
+}
+
+void Scenario::Relink() {
+    for (Instance& in : instances) {
+        const int N = in.formatChannels;
+        in.inPtrs.assign(in.inBufs.size(), nullptr);
+        for (size_t j = 0; j < in.inBufs.size(); ++j) in.inPtrs[j] = in.inBufs[j].data();
+        in.outPtrs.assign(N, nullptr);
+        for (int c = 0; c < N; ++c)
+            in.outPtrs[c] = in.inPlace ? in.inBufs[c].data() : in.outBufs[c].data();
+        in.privPtr = in.priv.data();
+        SChannelStrip_Alg_Context& ctx = in.ctx;
+        ctx.inputs = in.inPtrs.data();
+        ctx.outputs = in.outPtrs.data();
+        ctx.sideChainIndex = &keyIndices[in.keySlot];
+        ctx.sampleCount = &counts[in.countSlot];
+        ctx.dynCoefs = &dynCoefs[in.dynCoefSlot];
+        ctx.dynState = in.dynState.data();
+        ctx.eqTarget = &eqTargets[in.eqTargetSlot];
+        ctx.eqCoefs = in.eqCoefs.data();
+        ctx.eqState = in.eqState.data();
+        ctx.privateState = &in.privPtr;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Random primitives
+
+double Generator::Uniform(double lo, double hi) {
+    return std::uniform_real_distribution<double>(lo, hi)(rng_);
+}
+
+int Generator::Int(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng_); }
+
+bool Generator::Chance(double p) { return Uniform(0.0, 1.0) < p; }
+
+float Generator::WildFloat() {
+    const uint32_t r = static_cast<uint32_t>(rng_());
+    switch (Int(0, 13)) {
+        case 0: return model::FromBits(0x7FC00000u | (r & 0x003FFFFFu));       // quiet NaN
+        case 1: return model::FromBits(0xFF800001u | (r & 0x003FFFFFu));       // negative signalling NaN
+        case 2: return std::numeric_limits<float>::infinity();
+        case 3: return -std::numeric_limits<float>::infinity();
+        case 4: return 0.0f;
+        case 5: return -0.0f;
+        case 6: return model::FromBits((r & 0x807FFFFFu) | 1u);                // denormal
+        case 7: return Chance(0.5) ? std::numeric_limits<float>::max() : -std::numeric_limits<float>::max();
+        case 8: return Chance(0.5) ? std::numeric_limits<float>::min() : -std::numeric_limits<float>::min();
+        case 9: return static_cast<float>(Int(-3, 3));
+        case 10: return model::FromBits(0x3F800000u + (r % 7) - 3);            // around 1.0
+        case 11: return static_cast<float>(Uniform(-1e6, 1e6));
+        default: return model::FromBits(r);                                     // any pattern
+    }
+}
+
+int32_t Generator::WildInt() {
+    switch (Int(0, 7)) {
+        case 0: return 0;
+        case 1: return 1;
+        case 2: return -1;
+        case 3: return INT32_MIN;
+        case 4: return INT32_MAX;
+        case 5: return Int(-5, 5);
+        case 6: return Int(1 << 23, 1 << 25);  // around the float-exact limit
+        default: return static_cast<int32_t>(static_cast<uint32_t>(rng_()));
+    }
+}
+
+int32_t Generator::SampleCount() {
+    switch (Int(0, 11)) {
+        case 0: return 0;
+        case 1: return Chance(0.5) ? -1 : (Chance(0.5) ? -16 : INT32_MIN);
+        case 2: return 1;
+        case 3: return 15;
+        case 4: return 16;
+        case 5: return 17;
+        case 6: return Int(31, 33);
+        default: return Int(1, 200);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Content
+
+void Generator::FillAudio(std::vector<float>& buf, int valid) {
+    const int kind = Int(0, 9);
+    const double amp = Chance(0.2) ? Uniform(0.0, 4.0) : std::pow(10.0, Uniform(-5.0, 0.3));
+    const double f1 = Uniform(20.0, 12000.0) / kFs, f2 = Uniform(20.0, 2000.0) / kFs;
+    const double phase = Uniform(0.0, 2 * kPi);
+    const int burstAt = Int(0, valid);
+    for (int i = 0; i < valid; ++i) {
+        double v;
+        switch (kind) {
+            case 0: v = 0.0; break;                                               // silence
+            case 1: v = amp * std::sin(2 * kPi * f1 * i + phase); break;
+            case 2: v = amp * Uniform(-1.0, 1.0); break;
+            case 3: v = i >= burstAt ? amp * std::sin(2 * kPi * f2 * i) : amp * 1e-4 * Uniform(-1, 1); break;
+            case 4: v = (i % 48 == 0) ? amp : 0.0; break;                         // clicks
+            case 5: v = amp * (std::sin(2 * kPi * f1 * i) + 0.5 * std::sin(2 * kPi * f2 * i + phase)); break;
+            default: v = amp * Uniform(-1.0, 1.0) * std::sin(2 * kPi * f2 * i + phase); break;
+        }
+        buf[i] = static_cast<float>(v);
+    }
+    if (Chance(0.25)) {  // specials sprinkled into the audio
+        const int hits = Int(1, 4);
+        for (int h = 0; h < hits && valid > 0; ++h) buf[Int(0, valid - 1)] = WildFloat();
+    }
+    if (Chance(0.05)) {
+        for (int i = 0; i < valid; ++i) buf[i] = WildFloat();
+    }
+}
+
+// A stable, sensible biquad (or an identity section), stored with the
+// feedback coefficients sign-inverted as they are added in the recursion.
+void Generator::RandomBiquad(float* c) {
+    const int type = Int(0, 6);
+    const double f0 = std::pow(10.0, Uniform(std::log10(20.0), std::log10(20000.0)));
+    const double w0 = 2 * kPi * f0 / kFs;
+    const double q = Uniform(0.3, 8.0);
+    const double gainDb = Uniform(-18.0, 18.0);
+    const double A = std::pow(10.0, gainDb / 40.0);
+    const double cw = std::cos(w0), sw = std::sin(w0), alpha = sw / (2 * q);
+    double b0 = 1, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
+    switch (type) {
+        case 0:  // peaking
+            b0 = 1 + alpha * A; b1 = -2 * cw; b2 = 1 - alpha * A;
+            a0 = 1 + alpha / A; a1 = -2 * cw; a2 = 1 - alpha / A;
+            break;
+        case 1: {  // low shelf
+            const double s = 2 * std::sqrt(A) * alpha;
+            b0 = A * ((A + 1) - (A - 1) * cw + s); b1 = 2 * A * ((A - 1) - (A + 1) * cw);
+            b2 = A * ((A + 1) - (A - 1) * cw - s); a0 = (A + 1) + (A - 1) * cw + s;
+            a1 = -2 * ((A - 1) + (A + 1) * cw); a2 = (A + 1) + (A - 1) * cw - s;
+            break;
+        }
+        case 2: {  // high shelf
+            const double s = 2 * std::sqrt(A) * alpha;
+            b0 = A * ((A + 1) + (A - 1) * cw + s); b1 = -2 * A * ((A - 1) + (A + 1) * cw);
+            b2 = A * ((A + 1) + (A - 1) * cw - s); a0 = (A + 1) - (A - 1) * cw + s;
+            a1 = 2 * ((A - 1) - (A + 1) * cw); a2 = (A + 1) - (A - 1) * cw - s;
+            break;
+        }
+        case 3:  // low pass
+            b0 = (1 - cw) / 2; b1 = 1 - cw; b2 = (1 - cw) / 2;
+            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
+            break;
+        case 4:  // high pass
+            b0 = (1 + cw) / 2; b1 = -(1 + cw); b2 = (1 + cw) / 2;
+            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
+            break;
+        case 5:  // identity
+            break;
+        default:  // plain gain
+            b0 = A;
+            break;
+    }
+    c[0] = static_cast<float>(b0 / a0);
+    c[1] = static_cast<float>(b1 / a0);
+    c[2] = static_cast<float>(b2 / a0);
+    c[3] = static_cast<float>(-a1 / a0);
+    c[4] = static_cast<float>(-a2 / a0);
+}
+
+void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
+    for (int k = 0; k < EQ_kMaxSections; ++k) RandomBiquad(&t.coefs[5 * k]);
+    for (int s = 0; s < 2; ++s) {
+        const int kind = Int(0, 9);
+        if (kind == 0) {  // empty
+            t.sectionBegin[s] = t.sectionEnd[s] = Int(0, 8);
+        } else if (kind == 1) {  // inverted, possibly far out: a bypass touches nothing
+            t.sectionBegin[s] = Int(0, 8);
+            t.sectionEnd[s] = Chance(0.5) ? Int(-5, t.sectionBegin[s]) : INT32_MIN;
+        } else {
+            const int b = Int(0, 7);
+            t.sectionBegin[s] = b;
+            t.sectionEnd[s] = Int(b + 1, 8);
+        }
+    }
+    if (Chance(0.3)) {  // the classic split: everything before, nothing after (or vice versa)
+        const int s = Int(0, 1);
+        t.sectionBegin[s] = 0; t.sectionEnd[s] = 8;
+        t.sectionBegin[1 - s] = 8; t.sectionEnd[1 - s] = 8;
+    }
+    if (adversarial)
+        for (float& v : t.coefs)
+            if (Chance(0.1)) v = WildFloat();
+}
+
+void Generator::FillEqSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial) {
+    const int kind = Int(0, 3);
+    for (int i = 0; i < EQ_kCoefCount; ++i) {
+        double a = target.coefs[i];  // snapped to the target
+        if (kind == 1) a = Uniform(-2.0, 2.0);                                  // gliding from elsewhere
+        if (kind == 2) a = target.coefs[i] + Uniform(-1e-7, 1e-7);             // sub-ulp residue
+        if (kind == 3 && Chance(0.5)) a = 0.0;
+        d.accum[i] = a;
+        d.coefs[i] = static_cast<float>(a);
+    }
+    if (adversarial) {
+        for (int i = 0; i < EQ_kCoefCount; ++i) {
+            if (Chance(0.08)) d.coefs[i] = WildFloat();  // float copy out of step with accum
+            if (Chance(0.08)) {
+                const int pick = Int(0, 5);
+                d.accum[i] = pick == 0   ? std::numeric_limits<double>::quiet_NaN()
+                             : pick == 1 ? std::numeric_limits<double>::infinity()
+                             : pick == 2 ? 4.9e-324
+                             : pick == 3 ? 1e300
+                             : pick == 4 ? -0.0
+                                         : static_cast<double>(WildFloat());
+                d.coefs[i] = static_cast<float>(d.accum[i]);
+            }
+        }
+    }
+}
+
+void Generator::FillDynCoefs(Dyn_SCoefsBlock& K, int N, int G, bool adversarial) {
+    auto coefFromMs = [&](double ms) { return static_cast<float>(1.0 - std::exp(-1.0 / (ms * kFs / 1000.0))); };
+
+    // Compressor: threshold, ratio and knee width turned into the curve fields.
+    const double cT = Uniform(-60.0, 0.0);
+    const double ratio = Chance(0.15) ? 1e9 : Uniform(1.0, 20.0);
+    const double cW = Chance(0.2) ? 0.0 : Uniform(0.5, 24.0);
+    const double cSlope = 1.0 / ratio - 1.0;
+    const double cBot = cT - cW / 2, cTop = cT + cW / 2;
+    const double cA = cW > 0 ? cSlope / (2 * cW) : 0.0;
+    K.compSlope = static_cast<float>(cSlope);
+    K.compKneeA = static_cast<float>(cA);
+    K.compKneeB = static_cast<float>(-2 * cA * cBot);
+    K.compKneeC = static_cast<float>(cA * cBot * cBot);
+    K.compThresholdDb = static_cast<float>(cT);
+    K.compKneeTopDb = static_cast<float>(cTop);
+    K.compKneeBottomDb = static_cast<float>(cBot);
+    K.compFloorDbTarget = static_cast<float>(Chance(0.2) ? -140.0 : Uniform(-60.0, 0.0));
+    K.outputGainTarget = static_cast<float>(Chance(0.3) ? 1.0 : Uniform(0.25, 4.0));
+    K.compAttackCoef = Chance(0.1) ? 1.0f : coefFromMs(Uniform(0.05, 50.0));
+    K.compReleaseCoef = coefFromMs(Uniform(5.0, 2000.0));
+    K.reserved11 = static_cast<int32_t>(static_cast<uint32_t>(rng_()));
+
+    // Expander/gate.
+    const double eT = Uniform(-80.0, -10.0);
+    const double eRatio = Uniform(1.0, 10.0);
+    const double eW = Chance(0.2) ? 0.0 : Uniform(0.5, 20.0);
+    const double eSlope = eRatio - 1.0;
+    const double eBot = eT - eW / 2, eTop = eT + eW / 2;
+    const double eA = eW > 0 ? -eSlope / (2 * eW) : 0.0;
+    K.expSlope = static_cast<float>(eSlope);
+    K.expKneeA = static_cast<float>(eA);
+    K.expKneeB = static_cast<float>(-2 * eA * eTop);
+    K.expKneeC = static_cast<float>(eA * eTop * eTop);
+    K.expThresholdDb = static_cast<float>(eT);
+    const double gOpen = Uniform(-90.0, -20.0);
+    K.gateOpenThresholdDb = static_cast<float>(Chance(0.2) ? -200.0 : gOpen);
+    K.gateCloseThresholdDb = static_cast<float>(gOpen - Uniform(0.0, 12.0));
+    K.expKneeTopDb = static_cast<float>(eTop);
+    K.expKneeBottomDb = static_cast<float>(eBot);
+    K.expRangeDbTarget = static_cast<float>(Chance(0.2) ? -140.0 : Uniform(-90.0, 0.0));
+    K.expAttackCoef = coefFromMs(Uniform(0.05, 20.0));
+    K.expReleaseCoef = coefFromMs(Uniform(5.0, 2000.0));
+    K.holdSamples = Chance(0.5) ? Int(0, 8) : Int(0, 4800);
+    K.peakDecay = static_cast<float>(std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0)));
+
+    RandomBiquad(&K.detFilterB0);  // five consecutive floats
+    if (Chance(0.6)) {             // a one-pole smoother as level filter
+        const double p = std::exp(-1.0 / (Uniform(1.0, 300.0) * kFs / 1000.0));
+        K.levelB0 = static_cast<float>(1 - p);
+        K.levelB1 = K.levelB2 = 0.0f;
+        K.levelA1 = static_cast<float>(p);
+        K.levelA2 = 0.0f;
+    } else {
+        RandomBiquad(&K.levelB0);
+    }
+
+    // Linking: all together, all apart (as far as slots allow) or random.
+    const int link = Int(0, 2);
+    for (int c = 0; c < Dyn_kMaxChannels; ++c) {
+        if (c >= N) { K.channelGroup[c] = Chance(0.5) ? 0 : WildInt(); continue; }
+        K.channelGroup[c] = link == 0 ? 0 : link == 1 ? (c < G ? c : G - 1) : Int(0, G - 1);
+    }
+    K.detectorMode = Chance(0.5) ? 0 : (Chance(0.7) ? 1 : WildInt());
+    K.keySource = Chance(0.4) ? 1 : (Chance(0.5) ? 0 : (Chance(0.5) ? 2 : WildInt()));
+    K.keyListen = Chance(0.85) ? 0 : (Chance(0.5) ? 1 : WildInt());
+    K.inputMeterGain = static_cast<float>(Chance(0.5) ? 1.0 : (Chance(0.2) ? 0.0 : Uniform(0.1, 4.0)));
+    K.bypass = Chance(0.8) ? 0 : (Chance(0.4) ? 1 : (Chance(0.3) ? -5 : WildInt()));
+
+    if (adversarial) {
+        // Any word may become any pattern, except the linking slots the host
+        // must keep valid.
+        uint32_t w[49];
+        ToWords(K, w);
+        for (int i = 0; i < 49; ++i) {
+            if (!Chance(0.12)) continue;
+            if (i >= 36 && i < 36 + N) continue;
+            w[i] = DynCoefIsInt(i) ? static_cast<uint32_t>(WildInt()) : FloatBits(WildFloat());
+        }
+        FromWords(K, w);
+    }
+}
+
+void Generator::FillDynState(Dyn_SState& s, bool adversarial) {
+    std::memset(&s, 0, sizeof s);
+    if (Chance(0.5)) {  // running values rather than a fresh start
+        s.compGainDb = static_cast<float>(Uniform(-20.0, 0.0));
+        s.expGainDb = static_cast<float>(Uniform(-80.0, 0.0));
+        s.detFilterZ1 = static_cast<float>(Uniform(-0.1, 0.1));
+        s.detFilterZ2 = static_cast<float>(Uniform(-0.1, 0.1));
+        s.levelZ1 = static_cast<float>(Uniform(0.0, 0.5));
+        s.levelZ2 = static_cast<float>(Uniform(-0.01, 0.01));
+        s.peakEnvelope = static_cast<float>(Uniform(0.0, 1.0));
+        s.levelOut = static_cast<float>(Uniform(0.0, 1.0));
+        s.outputGain = static_cast<float>(Uniform(0.25, 4.0));
+        s.compFloorDb = static_cast<float>(Uniform(-60.0, 0.0));
+        s.expRangeDb = static_cast<float>(Uniform(-90.0, 0.0));
+        s.gateOpen = Int(0, 1);
+        s.holdCounter = Int(0, 100);
+    }
+    s.reserved13 = static_cast<int32_t>(static_cast<uint32_t>(rng_()));
+    const int rate = Int(0, 5);
+    s.dezipRate = rate == 0 ? 0.0f : rate == 1 ? 1.0f : rate == 2 ? 0.5f
+                                                      : static_cast<float>(std::pow(10.0, Uniform(-4.0, 0.0)));
+    if (adversarial) {
+        uint32_t w[15];
+        ToWords(s, w);
+        for (int i = 0; i < 15; ++i)
+            if (Chance(0.12)) w[i] = kDynStateFields[i].isInt ? static_cast<uint32_t>(WildInt()) : FloatBits(WildFloat());
+        FromWords(s, w);
+    }
+}
+
+void Generator::FillInstanceBuffers(Scenario& s, Instance& in, bool adversarial) {
+    const int len = RoundedLength(s.counts[in.countSlot]);
+    auto prepare = [&](std::vector<float>& b) {
+        b.assign(len + kCanaryFloats, 0.0f);
+        FillAudio(b, len);
+        for (int i = len; i < len + kCanaryFloats; ++i) b[i] = static_cast<float>(Int(-99999, 99999)) + 0.25f;
+    };
+    in.inBufs.resize(in.formatChannels + in.extraInputs);
+    for (auto& b : in.inBufs) prepare(b);
+    in.outBufs.resize(in.inPlace ? 0 : in.formatChannels);
+    for (auto& b : in.outBufs) {
+        prepare(b);  // stale host content; the whole rounded length gets overwritten
+        if (adversarial && Chance(0.5))
+            for (int i = 0; i < len; ++i) b[i] = WildFloat();
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Scenario construction
+
+Scenario Generator::Make(int format, const Options& opt) {
+    const model::Format& f = model::kFormats[format];
+    const int N = f.channels, G = f.groups;
+    Scenario s;
+    s.format = format;
+
+    const int instanceCount = Chance(0.1) ? 0 : Int(1, 4);
+    const bool share = Chance(opt.sharedBlocks);
+    const int slots = share ? std::max(1, instanceCount - 1) : std::max(1, instanceCount);
+    for (int i = 0; i < slots; ++i) {
+        const bool adv = Chance(opt.adversarial);
+        s.counts.push_back(SampleCount());
+        s.keyIndices.push_back(Chance(0.4) ? 0 : Int(1, N));  // own channels or the extra buffer at N
+        s.dynCoefs.emplace_back();
+        FillDynCoefs(s.dynCoefs.back(), N, G, adv);
+        s.eqTargets.emplace_back();
+        FillEqTarget(s.eqTargets.back(), adv);
+    }
+
+    s.instances.resize(instanceCount);
+    for (int i = 0; i < instanceCount; ++i) {
+        Instance& in = s.instances[i];
+        const bool adv = Chance(opt.adversarial);
+        in.formatChannels = N;
+        in.extraInputs = Int(1, 2);
+        in.inPlace = Chance(opt.inPlace);
+        in.countSlot = Int(0, slots - 1);
+        in.keySlot = Int(0, slots - 1);
+        in.dynCoefSlot = Int(0, slots - 1);
+        in.eqTargetSlot = Int(0, slots - 1);
+        FillInstanceBuffers(s, in, adv);
+
+        in.dynState.resize(N + 1);
+        for (auto& r : in.dynState) FillDynState(r, adv);
+        in.eqCoefs.resize(2);
+        for (auto& d : in.eqCoefs) FillEqSmoothed(d, s.eqTargets[in.eqTargetSlot], adv);
+        in.eqState.resize(N + 1);
+        for (auto& st : in.eqState) {
+            const bool zero = Chance(0.5);
+            for (int k = 0; k < EQ_kMaxSections; ++k) {
+                st.z1[k] = zero ? 0.0f : static_cast<float>(Uniform(-0.5, 0.5));
+                st.z2[k] = zero ? 0.0f : static_cast<float>(Uniform(-0.5, 0.5));
+                if (adv && Chance(0.05)) st.z1[k] = WildFloat();
+                if (adv && Chance(0.05)) st.z2[k] = WildFloat();
+            }
+            st.spare = WildFloat();
+        }
+        in.priv.assign(3 * N + 4 + kCanaryFloats, 0.0f);
+        for (int j = 0; j < 3 * N + 4; ++j) {
+            const int kind = Int(0, 5);
+            in.priv[j] = kind <= 2 ? 0.0f : kind == 3 ? static_cast<float>(Uniform(0.0, 1.5))
+                                       : kind == 4 ? -0.0f : (adv ? WildFloat() : 0.0f);
+        }
+        for (int j = 3 * N + 4; j < 3 * N + 4 + kCanaryFloats; ++j) in.priv[j] = static_cast<float>(Int(-9999, 9999)) + 0.5f;
+    }
+
+    s.Relink();
+    for (Instance& in : s.instances) s.order.push_back(&in.ctx);
+    std::shuffle(s.order.begin(), s.order.end(), rng_);
+    return s;
+}
+
+void Generator::Evolve(Scenario& s, const Options& opt) {
+    const model::Format& f = model::kFormats[s.format];
+    const int N = f.channels, G = f.groups;
+    for (auto& c : s.counts)
+        if (Chance(0.4)) c = SampleCount();
+    for (auto& k : s.keyIndices)
+        if (Chance(0.2)) k = Chance(0.4) ? 0 : Int(1, N);
+    for (auto& t : s.eqTargets)
+        if (Chance(0.3)) FillEqTarget(t, Chance(opt.adversarial));
+    for (auto& K : s.dynCoefs) {
+        if (Chance(0.15)) FillDynCoefs(K, N, G, Chance(opt.adversarial));
+        if (Chance(0.1)) K.bypass = K.bypass >= 1 ? 0 : 1;
+        if (Chance(0.1)) K.channelGroup[Int(0, N - 1)] = Int(0, G - 1);  // a channel changes owner
+    }
+    for (Instance& in : s.instances) {
+        FillInstanceBuffers(s, in, Chance(opt.adversarial));
+        if (Chance(0.1)) in.dynState[0].dezipRate = static_cast<float>(Uniform(0.0, 1.0));
+        if (Chance(0.2))  // the host clears its meters
+            for (int j = 0; j < 3 * N + 4; ++j) in.priv[j] = 0.0f;
+    }
+    s.Relink();
+}
+
+// ---------------------------------------------------------------------------
+// Comparison
+
+std::string Compare(const Scenario& a, const Scenario& b) {
+    std::ostringstream os;
+    if (a.instances.size() != b.instances.size()) return "instance count differs";
+
+    auto floats = [&](const std::string& what, const float* x, const float* y, size_t n,
+                      const std::vector<std::string>* names = nullptr) -> bool {
+        for (size_t i = 0; i < n; ++i) {
+            if (!SameFloat(x[i], y[i])) {
+                os << what << "[" << i << "]";
+                if (names && i < names->size()) os << " (" << (*names)[i] << ")";
+                os << ": " << FloatText(x[i]) << " vs " << FloatText(y[i]);
+                return false;
+            }
+        }
+        return true;
+    };
+
+    for (size_t i = 0; i < a.instances.size(); ++i) {
+        const Instance& p = a.instances[i];
+        const Instance& q = b.instances[i];
+        const int N = p.formatChannels;
+        const std::string inst = "instance " + std::to_string(i) + ": ";
+        const int len = static_cast<int>(p.inBufs[0].size()) - kCanaryFloats;
+
+        for (int c = 0; c < N && !p.inPlace; ++c)
+            if (!floats(inst + "output ch " + std::to_string(c) + " sample (rounded length " +
+                            std::to_string(len) + ", canary after)",
+                        p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size()))
+                return os.str();
+        for (size_t c = 0; c < p.inBufs.size(); ++c)
+            if (!floats(inst + (p.inPlace && c < size_t(N) ? "in-place buffer ch " : "input ch ") +
+                            std::to_string(c) + " sample",
+                        p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size()))
+                return os.str();
+
+        for (size_t r = 0; r < p.dynState.size(); ++r) {
+            uint32_t wp[15], wq[15];
+            ToWords(p.dynState[r], wp);
+            ToWords(q.dynState[r], wq);
+            for (int w = 0; w < 15; ++w) {
+                const bool same = kDynStateFields[w].isInt
+                                      ? wp[w] == wq[w]
+                                      : SameFloat(model::FromBits(wp[w]), model::FromBits(wq[w]));
+                if (!same) {
+                    os << inst << "dynState[" << r << "]" << (r == size_t(N) ? " (canary record)" : "")
+                       << "." << kDynStateFields[w].name << ": ";
+                    if (kDynStateFields[w].isInt)
+                        os << static_cast<int32_t>(wp[w]) << " vs " << static_cast<int32_t>(wq[w]);
+                    else
+                        os << FloatText(model::FromBits(wp[w])) << " vs " << FloatText(model::FromBits(wq[w]));
+                    return os.str();
+                }
+            }
+        }
+        for (size_t r = 0; r < p.eqCoefs.size(); ++r) {
+            const std::string rec = inst + (r == 0 ? "eqCoefs" : "eqCoefs canary record");
+            if (!floats(rec + ".coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount)) return os.str();
+            for (int k = 0; k < EQ_kCoefCount; ++k)
+                if (!SameDouble(p.eqCoefs[r].accum[k], q.eqCoefs[r].accum[k])) {
+                    os << rec << ".accum[" << k << "]: " << DoubleText(p.eqCoefs[r].accum[k]) << " vs "
+                       << DoubleText(q.eqCoefs[r].accum[k]);
+                    return os.str();
+                }
+        }
+        for (size_t r = 0; r < p.eqState.size(); ++r) {
+            const std::string rec = inst + "eqState[" + std::to_string(r) + "]" +
+                                    (r == size_t(N) ? " (canary record)" : "");
+            if (!floats(rec + ".z1", p.eqState[r].z1, q.eqState[r].z1, EQ_kMaxSections)) return os.str();
+            if (!floats(rec + ".z2", p.eqState[r].z2, q.eqState[r].z2, EQ_kMaxSections)) return os.str();
+            if (!floats(rec + ".spare", &p.eqState[r].spare, &q.eqState[r].spare, 1)) return os.str();
+        }
+        std::vector<std::string> names;
+        for (int c = 0; c < N; ++c) names.push_back("inputPeaks[" + std::to_string(c) + "]");
+        for (int c = 0; c < N; ++c) names.push_back("outputPeaks[" + std::to_string(c) + "]");
+        for (int j = 0; j < 4 + N; ++j) names.push_back("dynamicsRunState[" + std::to_string(j) + "]");
+        for (int j = 0; j < kCanaryFloats; ++j) names.push_back("canary past the private block");
+        if (!floats(inst + "private block", p.priv.data(), q.priv.data(), p.priv.size(), &names))
+            return os.str();
+    }
+    // Read-only blocks must be read-only.
+    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0)
+        return "a Dyn_SCoefsBlock was written";
+    if (std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0)
+        return "an EQ_SCoefs was written";
+    if (a.counts != b.counts || a.keyIndices != b.keyIndices) return "a host integer was written";
+    return {};
+}
+
+std::string Describe(const Scenario& s) {
+    std::ostringstream os;
+    os << "format " << model::kFormats[s.format].name << ", " << s.instances.size() << " instance(s) in call order:";
+    for (const SChannelStrip_Alg_Context* p : s.order) {
+        size_t i = 0;
+        while (&s.instances[i].ctx != p) ++i;
+        const Instance& in = s.instances[i];
+        const Dyn_SCoefsBlock& K = s.dynCoefs[in.dynCoefSlot];
+        const EQ_SCoefs& T = s.eqTargets[in.eqTargetSlot];
+        os << "\n  #" << i << ": count " << s.counts[in.countSlot] << ", key " << s.keyIndices[in.keySlot]
+           << (in.inPlace ? ", in place" : "") << ", eq [" << T.sectionBegin[0] << "," << T.sectionEnd[0]
+           << ") [" << T.sectionBegin[1] << "," << T.sectionEnd[1] << "), groups {";
+        for (int c = 0; c < in.formatChannels; ++c) os << (c ? "," : "") << K.channelGroup[c];
+        os << "}, detectorMode " << K.detectorMode << ", keySource " << K.keySource << ", keyListen "
+           << K.keyListen << ", bypass " << K.bypass << ", hold " << K.holdSamples << ", rate "
+           << FloatText(in.dynState[0].dezipRate);
+    }
+    return os.str();
+}
+
+}  // namespace scenario

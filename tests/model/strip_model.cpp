@@ -1,0 +1,437 @@
+// Scalar reference model. Every fused multiply-add is an explicit std::fma;
+// every other operation is a separately rounded float operation, so this file
+// must be compiled with -ffp-contract=off (and never with -ffast-math).
+#include "strip_model.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace model {
+
+const Format kFormats[kFormatCount] = {
+    {"Mono", 1, 1}, {"Stereo", 2, 1}, {"LCR", 3, 2}, {"Quad", 4, 2},
+    {"LCRS", 4, 3}, {"5_0", 5, 3},    {"5_1", 6, 4}, {"6_0", 6, 4},
+    {"6_1", 7, 5},  {"7_0", 7, 4},    {"7_1", 8, 5},
+};
+
+// ---------------------------------------------------------------------------
+// Numeric helpers
+
+int32_t TruncToInt32(float v) {
+    // NaN fails both comparisons; 2^31 itself is already out of range.
+    if (!(v >= -2147483648.0f && v < 2147483648.0f)) return INT32_MIN;
+    return static_cast<int32_t>(v);
+}
+
+uint32_t Bits(float v) {
+    uint32_t u;
+    std::memcpy(&u, &v, sizeof u);
+    return u;
+}
+
+float FromBits(uint32_t u) {
+    float v;
+    std::memcpy(&v, &u, sizeof v);
+    return v;
+}
+
+uint64_t Bits(double v) {
+    uint64_t u;
+    std::memcpy(&u, &v, sizeof u);
+    return u;
+}
+
+static float fmaf_(float p, float q, float r) { return std::fma(p, q, r); }
+
+static int32_t WrappingDecrement(int32_t h) {
+    return static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);
+}
+
+// ---------------------------------------------------------------------------
+// Tables
+
+namespace {
+
+// Rounds an extended-precision value to float and proves that the result is
+// the exactly rounded float of the true value: the long double value (good to
+// a few units of its 64-bit mantissa) must lie clearly away from both rounding
+// boundaries of the chosen float.
+float RoundProven(long double v, const char* table, int index) {
+    const float r = static_cast<float>(v);
+    const long double lo = (static_cast<long double>(std::nextafter(r, -INFINITY)) + r) / 2;
+    const long double hi = (static_cast<long double>(std::nextafter(r, INFINITY)) + r) / 2;
+    const long double margin = std::fabs(v) * std::ldexp(1.0L, -56);
+    if (!(v - lo > margin && hi - v > margin)) {
+        std::fprintf(stderr, "model: cannot prove rounding of %s[%d]\n", table, index);
+        std::abort();
+    }
+    return r;
+}
+
+struct Tables {
+    float log2lut[513];
+    float powH[512];
+    float powL[512];
+
+    Tables() {
+        // 1 + i/512 is exact in long double; powers of two give exact logs.
+        for (int i = 0; i <= 512; ++i) {
+            if (i == 0 || i == 512) {
+                log2lut[i] = i == 0 ? 0.0f : 1.0f;
+                continue;
+            }
+            log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
+        }
+        powH[0] = 1.0f;
+        for (int i = 1; i < 512; ++i)
+            powH[i] = RoundProven(std::exp2(i / 512.0L), "powH", i);
+        for (int i = 0; i < 512; ++i)
+            powL[i] = RoundProven(std::exp2((i + 0.5L) / 262144.0L), "powL", i);
+    }
+};
+
+const Tables& GetTables() {
+    static const Tables tables;
+    return tables;
+}
+
+}  // namespace
+
+const float* Log2LUT() { return GetTables().log2lut; }
+const float* PowTableH() { return GetTables().powH; }
+const float* PowTableL() { return GetTables().powL; }
+
+// ---------------------------------------------------------------------------
+// dB conversions
+
+float AmpToDb(float d) {
+    if (!(0.0f < d)) return -140.0f;
+    const uint32_t u = Bits(d);
+    const int32_t e = static_cast<int32_t>((u >> 23) & 0xFFu);
+    const uint32_t i = (u >> 14) & 0x1FFu;
+    const uint32_t f = u & 0x3FFFu;
+    const float* lut = Log2LUT();
+    const float base = lut[i] + static_cast<float>(e - 127);
+    const float frac = static_cast<float>(f) * 6.1035156e-05f;  // 2^-14
+    const float log2v = fmaf_(lut[i + 1] - lut[i], frac, base);
+    return log2v * 6.0206003f;
+}
+
+float DbToAmp(float g) {
+    const uint32_t u =
+        static_cast<uint32_t>(TruncToInt32(fmaf_(g, 1393317.625f, 1065353216.0f)));
+    const uint32_t iH = (u >> 14) & 0x1FFu;
+    const uint32_t iL = (u >> 5) & 0x1FFu;
+    const float m = PowTableH()[iH] * PowTableL()[iL];
+    return FromBits((u & 0xFF800000u) | (Bits(m) & 0x007FFFFFu));
+}
+
+// ---------------------------------------------------------------------------
+// Equaliser
+
+void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate) {
+    for (int i = 0; i < EQ_kCoefCount; ++i) {
+        const float d = target.coefs[i] - smoothed.coefs[i];  // float copy, not accum
+        const float s = d * rate;
+        smoothed.accum[i] = smoothed.accum[i] + static_cast<double>(s);
+        smoothed.coefs[i] = static_cast<float>(smoothed.accum[i]);
+    }
+}
+
+void EQ_DezipRefresh(EQ_SDezipCoefs& smoothed) {
+    for (int i = 0; i < EQ_kCoefCount; ++i)
+        smoothed.coefs[i] = static_cast<float>(smoothed.accum[i]);
+}
+
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
+                const float* const* in, float* const* out, int subBlockOffset,
+                int sectionBegin, int sectionEnd, int blockStart) {
+    const int pos = blockStart + subBlockOffset;
+    if (sectionBegin >= sectionEnd) {
+        for (int c = 0; c < channels; ++c) {
+            float x[4];
+            for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
+            for (int j = 0; j < 4; ++j) out[c][pos + j] = x[j];
+        }
+        return;
+    }
+    for (int c = 0; c < channels; ++c) {
+        float x[4];
+        for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
+        for (int k = sectionBegin; k < sectionEnd; ++k) {
+            const float* s = &coefs->coefs[5 * k];
+            const float b0 = s[0], b1 = s[1], b2 = s[2], a1 = s[3], a2 = s[4];
+            float z1 = state[c].z1[k];
+            float z2 = state[c].z2[k];
+            for (int j = 0; j < 4; ++j) {
+                const float xj = x[j];
+                const float y = fmaf_(xj, b0, z1);
+                const float nz1 = fmaf_(y, a1, fmaf_(xj, b1, z2));
+                const float nz2 = fmaf_(y, a2, xj * b2);
+                z1 = nz1;
+                z2 = nz2;
+                x[j] = y;
+            }
+            state[c].z1[k] = z1;
+            state[c].z2[k] = z2;
+        }
+        for (int j = 0; j < 4; ++j) out[c][pos + j] = x[j];
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Dynamics gain computer
+
+void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context* ctx,
+                       float t, int slot, float* m) {
+    const Dyn_SCoefsBlock& K = *ctx->dynCoefs;
+
+    // Slowly moving parameters, once per call.
+    S->compFloorDb = fmaf_(K.compFloorDbTarget - S->compFloorDb, t, S->compFloorDb);
+    S->expRangeDb = fmaf_(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
+    S->outputGain = fmaf_(K.outputGainTarget - S->outputGain, t, S->outputGain);
+
+    // Level filter (always runs).
+    float yk[4];
+    {
+        float z1 = S->levelZ1, z2 = S->levelZ2, y = 0.0f;
+        for (int k = 0; k < 4; ++k) {
+            const float xk = x[k];
+            y = fmaf_(xk, K.levelB0, z1);
+            const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
+            const float nz2 = fmaf_(y, K.levelA2, xk * K.levelB2);
+            z1 = nz1;
+            z2 = nz2;
+            yk[k] = y;
+        }
+        S->levelZ1 = z1;
+        S->levelZ2 = z2;
+        S->levelOut = y;
+    }
+
+    // Peak detector (always runs).
+    float ek[4];
+    {
+        float e = S->peakEnvelope;
+        for (int k = 0; k < 4; ++k) {
+            e = (x[k] > e) ? x[k] : e * K.peakDecay;
+            ek[k] = e;
+        }
+        S->peakEnvelope = e;
+    }
+
+    float d[4], L[4];
+    for (int k = 0; k < 4; ++k) {
+        d[k] = K.detectorMode < 1 ? ek[k] : yk[k];
+        L[k] = AmpToDb(d[k]);
+    }
+
+    // Compressor.
+    float compGain[4];
+    {
+        float prev = S->compGainDb;
+        for (int k = 0; k < 4; ++k) {
+            float target;
+            if (L[k] > K.compKneeTopDb)
+                target = (L[k] - K.compThresholdDb) * K.compSlope;
+            else if (L[k] > K.compKneeBottomDb)
+                target = fmaf_(K.compKneeB, L[k], K.compKneeA * (L[k] * L[k])) + K.compKneeC;
+            else
+                target = 0.0f;
+            const float coef = (target <= prev) ? K.compAttackCoef : K.compReleaseCoef;
+            float gain = fmaf_(coef, target - prev, prev);
+            if (gain < S->compFloorDb) gain = S->compFloorDb;
+            compGain[k] = gain;
+            prev = gain;
+        }
+        S->compGainDb = prev;
+    }
+
+    // Expander and gate with hold.
+    float expGain[4];
+    {
+        const int32_t holdReload = TruncToInt32(static_cast<float>(K.holdSamples));
+        float p = S->expGainDb;
+        int32_t h = S->holdCounter;
+        bool open = S->gateOpen > 0;
+        for (int k = 0; k < 4; ++k) {
+            const float l = L[k];
+            float curve;
+            if (l < K.expKneeBottomDb)
+                curve = (l - K.expThresholdDb) * K.expSlope;
+            else if (l <= K.expKneeTopDb)
+                curve = k < 3 ? fmaf_(K.expKneeA, l * l, K.expKneeB * l) + K.expKneeC
+                              : fmaf_(K.expKneeB, l, K.expKneeA * (l * l)) + K.expKneeC;
+            else
+                curve = 0.0f;
+
+            const float threshold = open ? K.gateCloseThresholdDb : K.gateOpenThresholdDb;
+            open = l >= threshold;
+
+            const float target = (open && curve >= S->expRangeDb) ? curve : S->expRangeDb;
+            float gain;
+            if (target > p) {
+                gain = fmaf_(K.expAttackCoef, target - p, p);
+                h = holdReload;
+            } else if (h != 0) {
+                gain = p;
+                h = WrappingDecrement(h);
+            } else {
+                gain = fmaf_(K.expReleaseCoef, target - p, p);
+            }
+            expGain[k] = gain;
+            p = gain;
+        }
+        S->expGainDb = p;
+        S->holdCounter = h;
+        S->gateOpen = open ? 1 : 0;
+    }
+
+    // Linear gains and meters.
+    for (int k = 0; k < 4; ++k) {
+        const float gc = DbToAmp(compGain[k]);
+        const float ge = DbToAmp(expGain[k]);
+        const float G = gc * ge;
+        x[k] = S->outputGain * G;
+
+        if (G > m[1] || (m[1] == 0.0f && d[k] > m[0])) {
+            m[1] = G;
+            m[0] = d[k];
+        }
+        const float rc = 1.0f - gc;
+        if (rc > m[2]) m[2] = rc;
+        const float re = 1.0f - ge;
+        if (re > m[3]) m[3] = re;
+        if (G > m[slot]) m[slot] = G;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Dynamics channel processing
+
+void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
+                      const float* const* in, float* const* out, const float* key,
+                      int subBlockOffset, float* runState, int blockStart) {
+    const Dyn_SCoefsBlock& K = *ctx->dynCoefs;
+    Dyn_SState* st = ctx->dynState;
+    const int pos = blockStart + subBlockOffset;
+
+    // 1. Detector pre-filter of every channel's side-chain source.
+    float sc[8][4];
+    for (int c = 0; c < N; ++c) {
+        const float* src = (K.keySource == 1 && key != nullptr) ? key : in[c];
+        float z1 = st[c].detFilterZ1, z2 = st[c].detFilterZ2;
+        for (int i = 0; i < 4; ++i) {
+            const float x = src[pos + i];
+            const float y = fmaf_(x, K.detFilterB0, z1);
+            const float nz1 = fmaf_(y, K.detFilterA1, fmaf_(x, K.detFilterB1, z2));
+            const float nz2 = fmaf_(y, K.detFilterA2, x * K.detFilterB2);
+            z1 = nz1;
+            z2 = nz2;
+            sc[c][i] = y;
+        }
+        st[c].detFilterZ1 = z1;
+        st[c].detFilterZ2 = z2;
+    }
+
+    // 2. Per-sample maximum magnitude within each group.
+    float row[8][4];
+    for (int g = 0; g < G; ++g)
+        for (int i = 0; i < 4; ++i) row[g][i] = 0.0f;
+    for (int c = 0; c < N; ++c) {
+        const int g = K.channelGroup[c];
+        for (int i = 0; i < 4; ++i) {
+            const float a = std::fabs(sc[c][i]);
+            if (a > row[g][i]) row[g][i] = a;
+        }
+    }
+
+    // 3. One gain computer per group, run in its lowest channel's record; 4.
+    // every member shows the owner's gain meter.
+    int owner[8];
+    for (int g = 0; g < G; ++g) owner[g] = -1;
+    const float t = st[0].dezipRate;
+    for (int c = 0; c < N; ++c) {
+        const int g = K.channelGroup[c];
+        if (owner[g] < 0) {
+            ProcessAudioGain4(row[g], &st[c], ctx, t, 4 + c, runState);
+            owner[g] = c;
+        }
+        if (K.keyListen != 0) {
+            for (int i = 0; i < 4; ++i) out[c][pos + i] = sc[c][i];
+        } else {
+            for (int i = 0; i < 4; ++i) out[c][pos + i] = in[c][pos + i] * row[g][i];
+        }
+        runState[4 + c] = runState[4 + owner[g]];
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Bypass and peak meters
+
+void OutputMeters(int N, int blockLength, const float* const* in, float* const* out,
+                  float* inputPeaks, float* outputPeaks, const Dyn_SCoefsBlock* K,
+                  int blockStart) {
+    const bool bypassed = K->bypass >= 1;
+    for (int c = 0; c < N; ++c) {
+        float a = inputPeaks[c];
+        float b = outputPeaks[c];
+        for (int i = blockStart; i < blockStart + blockLength; ++i) {
+            if (bypassed) out[c][i] = in[c][i];
+            const float v = std::fabs(in[c][i] * K->inputMeterGain);
+            if (v > a) a = v;
+            const float w = std::fabs(bypassed ? in[c][i] : out[c][i]);
+            if (w > b) b = w;
+        }
+        inputPeaks[c] = a;
+        outputPeaks[c] = b;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Driver
+
+void Driver(int N, int G, SChannelStrip_Alg_Context* const* begin, const void* end) {
+    for (SChannelStrip_Alg_Context* const* it = begin; static_cast<const void*>(it) != end; ++it) {
+        const SChannelStrip_Alg_Context* ctx = *it;
+        const int32_t k = *ctx->sideChainIndex;
+        const float* key = k == 0 ? nullptr : ctx->inputs[k];
+        const int32_t n = *ctx->sampleCount;
+        if (n < 1) continue;
+
+        const float rate = ctx->dynState[0].dezipRate;
+        EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+        const EQ_SCoefs* eqTarget = ctx->eqTarget;
+        EQ_SState* eqState = ctx->eqState;
+        const float* const* inputs = ctx->inputs;
+        float* const* outputs = ctx->outputs;
+        float* priv = *ctx->privateState;
+        float* inputPeaks = priv;
+        float* outputPeaks = priv + N;
+        float* runState = priv + 2 * N;
+
+        int32_t blockStart = 0;
+        do {
+            for (int sub = 0; sub < 16; sub += 4) {
+                EQ_DezipStep(*eqCoefs, *eqTarget, rate);
+                EQ_Process(N, eqCoefs, eqState, inputs, outputs, sub, eqTarget->sectionBegin[0],
+                           eqTarget->sectionEnd[0], blockStart);
+                Dynamics_Process(N, G, ctx, outputs, outputs, key, sub, runState, blockStart);
+                EQ_Process(N, eqCoefs, eqState, outputs, outputs, sub, eqTarget->sectionBegin[1],
+                           eqTarget->sectionEnd[1], blockStart);
+            }
+            EQ_DezipRefresh(*eqCoefs);
+            OutputMeters(N, 16, inputs, outputs, inputPeaks, outputPeaks, ctx->dynCoefs, blockStart);
+            blockStart += 16;
+        } while (blockStart < n);
+    }
+}
+
+void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end) {
+    const Format& f = kFormats[formatIndex];
+    Driver(f.channels, f.groups, begin, end);
+}
+
+}  // namespace model

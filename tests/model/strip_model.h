@@ -1,0 +1,68 @@
+// Reference model of the channel strip: a plain scalar re-statement of every
+// stage, written for readability, used as the oracle of the differential
+// tests. It works directly on the host records of stemstrip.h, so it can run
+// on the very same contexts as the library (on a separate copy).
+#pragma once
+
+#include <cstdint>
+
+#include "stemstrip.h"
+
+namespace model {
+
+struct Format {
+    const char* name;
+    int channels;  // N
+    int groups;    // G
+};
+
+inline constexpr int kFormatCount = 11;
+// Same order as the exported entries in stemstrip.h.
+extern const Format kFormats[kFormatCount];
+
+// --- numeric helpers -------------------------------------------------------
+
+// float -> int32 with truncation; NaN and out-of-range give INT32_MIN, as the
+// x86 truncating conversion does.
+int32_t TruncToInt32(float v);
+uint32_t Bits(float v);
+float FromBits(uint32_t u);
+uint64_t Bits(double v);
+
+// --- lookup tables and dB conversions --------------------------------------
+
+// Built once on first use; each entry is verified to be the exactly rounded
+// float of its definition (the program aborts if that cannot be proven).
+const float* Log2LUT();    // 513 entries, log2(1 + i/512)
+const float* PowTableH();  // 512 entries, 2^(i/512)
+const float* PowTableL();  // 512 entries, 2^((i + 0.5)/262144)
+
+float AmpToDb(float amplitude);
+float DbToAmp(float db);
+
+// --- stages ----------------------------------------------------------------
+
+void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate);
+void EQ_DezipRefresh(EQ_SDezipCoefs& smoothed);
+
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
+                const float* const* in, float* const* out, int subBlockOffset,
+                int sectionBegin, int sectionEnd, int blockStart);
+
+void ProcessAudioGain4(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
+                       float t, int slot, float* dynamicsRunState);
+
+void Dynamics_Process(int channels, int groups, const SChannelStrip_Alg_Context* ctx,
+                      const float* const* in, float* const* out, const float* key,
+                      int subBlockOffset, float* dynamicsRunState, int blockStart);
+
+void OutputMeters(int channels, int blockLength, const float* const* in, float* const* out,
+                  float* inputPeaks, float* outputPeaks, const Dyn_SCoefsBlock* coefs,
+                  int blockStart);
+
+void Driver(int channels, int groups, SChannelStrip_Alg_Context* const* begin, const void* end);
+
+// One call of the format's entry, modelled.
+void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end);
+
+}  // namespace model
