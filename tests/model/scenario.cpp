@@ -1,6 +1,8 @@
 #include "scenario.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <sstream>
@@ -188,7 +190,7 @@ int32_t Generator::SampleCount() {
 // Content
 
 void Generator::FillAudio(std::vector<float>& buf, int valid) {
-    const int kind = Int(0, 9);
+    const int kind = Int(0, 11);
     const double amp = Chance(0.2) ? Uniform(0.0, 4.0) : std::pow(10.0, Uniform(-5.0, 0.3));
     const double f1 = Uniform(20.0, 12000.0) / kFs, f2 = Uniform(20.0, 2000.0) / kFs;
     const double phase = Uniform(0.0, 2 * kPi);
@@ -202,6 +204,8 @@ void Generator::FillAudio(std::vector<float>& buf, int valid) {
             case 3: v = i >= burstAt ? amp * std::sin(2 * kPi * f2 * i) : amp * 1e-4 * Uniform(-1, 1); break;
             case 4: v = (i % 48 == 0) ? amp : 0.0; break;                         // clicks
             case 5: v = amp * (std::sin(2 * kPi * f1 * i) + 0.5 * std::sin(2 * kPi * f2 * i + phase)); break;
+            case 6:
+            case 7: v = (i / 8 + burstAt) % 3 == 0 ? 0.0 : std::ldexp(1.0, -((i / 8 + burstAt) % 13)); break;  // levels of exact dB
             default: v = amp * Uniform(-1.0, 1.0) * std::sin(2 * kPi * f2 * i + phase); break;
         }
         buf[i] = static_cast<float>(v);
@@ -267,7 +271,14 @@ void Generator::RandomBiquad(float* c) {
 }
 
 void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
-    for (int k = 0; k < EQ_kMaxSections; ++k) RandomBiquad(&t.coefs[5 * k]);
+    const bool flat = Chance(0.25);  // every band at unity: the EQ passes samples exactly
+    for (int k = 0; k < EQ_kMaxSections; ++k) {
+        RandomBiquad(&t.coefs[5 * k]);
+        if (flat) {
+            t.coefs[5 * k] = 1.0f;
+            for (int j = 1; j < 5; ++j) t.coefs[5 * k + j] = 0.0f;
+        }
+    }
     for (int s = 0; s < 2; ++s) {
         const int kind = Int(0, 9);
         if (kind == 0) {  // empty
@@ -364,7 +375,25 @@ void Generator::FillDynCoefs(Dyn_SCoefsBlock& K, int N, int G, bool adversarial)
     K.holdSamples = Chance(0.5) ? Int(0, 8) : Int(0, 4800);
     K.peakDecay = static_cast<float>(std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0)));
 
+    // Thresholds placed exactly on levels the detector can produce (silence,
+    // 0 dB, whole octaves), so that the boundary tests get exercised.
+    auto edge = [&](float& f) {
+        if (!Chance(0.15)) return;
+        const int k = Int(-1, 12);
+        f = k < 0 ? -140.0f : -(static_cast<float>(k) * 6.0206003f);
+    };
+    edge(K.compKneeTopDb);
+    edge(K.compKneeBottomDb);
+    edge(K.expKneeTopDb);
+    edge(K.expKneeBottomDb);
+    edge(K.gateOpenThresholdDb);
+    edge(K.gateCloseThresholdDb);
+
     RandomBiquad(&K.detFilterB0);  // five consecutive floats
+    if (Chance(0.4)) {
+        K.detFilterB0 = 1.0f;
+        K.detFilterB1 = K.detFilterB2 = K.detFilterA1 = K.detFilterA2 = 0.0f;
+    }
     if (Chance(0.6)) {             // a one-pole smoother as level filter
         const double p = std::exp(-1.0 / (Uniform(1.0, 300.0) * kFs / 1000.0));
         K.levelB0 = static_cast<float>(1 - p);
