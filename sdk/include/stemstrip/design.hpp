@@ -1,0 +1,45 @@
+// The designer: musical settings in, the core's finished coefficient blocks
+// out. Pure functions of (settings, format, sample rate); call them off the
+// audio thread and hand the result to the instance.
+#pragma once
+
+#include <array>
+#include <stdexcept>
+
+#include "stemstrip.h"
+#include "stemstrip/settings.hpp"
+
+namespace stemstrip {
+
+struct CoefficientSet {
+    EQ_SCoefs eq;            // enabled pre bands in sections [0, p), post bands in [p, p + q)
+    Dyn_SCoefsBlock dyn;
+    float dezipRate;         // for Dyn_SState[0].dezipRate: glide factor per 4-sample step
+};
+
+// One message per error: the parameter's path, the bad value and the valid range,
+// e.g. "bands[2].frequencyHz = 30000 is out of range; valid: (0, 24000)".
+class SettingsError : public std::invalid_argument {
+    using std::invalid_argument::invalid_argument;
+};
+
+// Every field is checked, enabled or not (a disabled band must still be a band
+// this sample rate can play), and so are the format and the sample rate
+// (8 kHz to 768 kHz). Throws SettingsError on the first bad one.
+void Validate(const Settings& s, Format f, double sampleRate);
+
+// Validates, then designs. Time constants are converted for the core's
+// recursions: a smoothing time tau is the time to cover 63 % (1 - 1/e) of a
+// step, and a time of zero gives an instant (factor 1) response.
+CoefficientSet Design(const Settings& s, Format f, double sampleRate);
+
+// Detector linking of each channel when Settings::channelGroups is empty.
+// Channel order is the file (WAV) order with side surrounds before backs:
+//   mono M; stereo L R; lcr L R C; quad L R Ls Rs; lcrs L R C S;
+//   5.0 L R C Ls Rs; 5.1 L R C LFE Ls Rs; 6.0 L R C Ls Rs Cs;
+//   6.1 L R C LFE Ls Rs Cs; 7.0 L R C Ls Rs Lb Rb; 7.1 L R C LFE Ls Rs Lb Rb.
+// Each pair shares a group; C, LFE, S and Cs have one each. Every format's
+// layout fits its group slots this way. Entries past the channel count are 0.
+std::array<int, 8> DefaultChannelGroups(Format f);
+
+}  // namespace stemstrip

@@ -1,0 +1,23 @@
+// What the meters show, in dB, as a reader gets it: the maxima of every
+// value since that reader's previous read (read-and-clear).
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace stemstrip {
+
+// Level reported for "nothing above zero", the core's own silence level.
+inline constexpr float kMeterFloorDb = -140.0f;
+
+struct MeterSnapshot {
+    int channels = 0;
+    std::array<float, 8> inputPeakDb{};    // |input x input meter trim|, dBFS
+    std::array<float, 8> outputPeakDb{};   // |output|, dBFS
+    std::array<float, 8> channelGainDb{};  // highest dynamics gain of the channel's group (makeup excluded)
+    float compReductionDb = 0.0f;          // deepest compressor gain reduction, >= 0
+    float expReductionDb = 0.0f;           // deepest expander/gate gain reduction, >= 0
+    std::int64_t samples = 0;              // samples processed into these values
+};
+
+}  // namespace stemstrip

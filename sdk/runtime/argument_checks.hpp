@@ -1,0 +1,40 @@
+// The runtime's own argument checks. Each throws UsageError with a message
+// naming the parameter, the value given and the accepted range.
+#pragma once
+
+#include <sstream>
+
+#include "stemstrip/design.hpp"
+#include "stemstrip/usage_error.hpp"
+
+namespace stemstrip::runtime {
+
+template <class... Parts>
+[[noreturn]] void ThrowUsage(const Parts&... parts) {
+    std::ostringstream message;
+    (message << ... << parts);
+    throw UsageError(message.str());
+}
+
+inline constexpr double kMinSampleRate = 8000.0, kMaxSampleRate = 768000.0;
+inline constexpr int kMaxBufferLength = 1 << 16;
+
+void CheckFormat(Format f);
+void CheckSampleRate(double sampleRate);
+void CheckBufferLength(const char* name, int samples);  // a multiple of 16 in 16..65536
+Format FormatFromName(const char* name);  // null or unknown names throw
+// `value` must index one of `count` things called `name`.
+void CheckIndex(const char* name, int value, int count);
+
+// Batches: at least one member, no external key (members have no key
+// input), and whole blocks that fit the buffers.
+void CheckMemberCount(int count);
+void CheckNoExternalKey(const Settings& s);
+void CheckBatchBlock(int n, int capacity);
+
+// One process() call: n >= 0 (and a multiple of 16 when promised), no null
+// buffer, and a key buffer when the settings detect from the key.
+void CheckProcessCall(const float* const* inputs, float* const* outputs, int channels, int n, bool alignedBlocks,
+                      const float* key, bool keyNeeded);
+
+}  // namespace stemstrip::runtime

@@ -1,0 +1,96 @@
+// Every class of bad setting is rejected with a message naming the parameter,
+// the value and the valid range.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+
+#include "stemstrip/analysis.hpp"
+#include "stemstrip/design.hpp"
+
+namespace stemstrip {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+struct BadCase {
+    std::function<void(Settings&, Format&, double&)> spoil;
+    std::string expected;  // the message must contain this
+};
+
+TEST(Validation, RejectsEachClassOfBadInputNamingIt) {
+    const BadCase cases[] = {
+        {[](Settings&, Format&, double& fs) { fs = 0.0; }, "sampleRate = 0 is out of range; valid: [8000, 768000]"},
+        {[](Settings&, Format&, double& fs) { fs = -48000.0; }, "sampleRate = -48000"},
+        {[](Settings&, Format&, double& fs) { fs = kNaN; }, "sampleRate = nan"},
+        {[](Settings&, Format&, double& fs) { fs = 1e7; }, "sampleRate = 10000000"},
+        {[](Settings&, Format& f, double&) { f = static_cast<Format>(11); }, "format = 11 is out of range; valid: [0, 10]"},
+        {[](Settings& s, Format&, double&) { s.bands[2].frequencyHz = 30000.0; },
+         "bands[2].frequencyHz = 30000 is out of range; valid: [10, 24000)"},
+        {[](Settings& s, Format&, double&) { s.bands[0].frequencyHz = 24000.0; }, "bands[0].frequencyHz = 24000"},
+        {[](Settings& s, Format&, double&) { s.bands[5].frequencyHz = 0.0; }, "bands[5].frequencyHz = 0"},
+        {[](Settings& s, Format&, double&) { s.bands[7].frequencyHz = kNaN; }, "bands[7].frequencyHz = nan"},
+        {[](Settings& s, Format&, double&) { s.bands[1].q = 0.0; }, "bands[1].q = 0 is out of range; valid: [0.1, 30]"},
+        {[](Settings& s, Format&, double&) { s.bands[3].gainDb = kNaN; }, "bands[3].gainDb = nan"},
+        {[](Settings& s, Format&, double&) { s.bands[4].type = static_cast<BandType>(42); }, "bands[4].type = 42"},
+        {[](Settings& s, Format&, double&) { s.bands[6].placement = static_cast<Placement>(-1); }, "bands[6].placement = -1"},
+        {[](Settings& s, Format&, double&) { s.compressor.ratio = 0.5; }, "compressor.ratio = 0.5 is out of range; valid: [1, inf]"},
+        {[](Settings& s, Format&, double&) { s.compressor.ratio = kNaN; }, "compressor.ratio = nan"},
+        {[](Settings& s, Format&, double&) { s.compressor.kneeDb = -3.0; }, "compressor.kneeDb = -3"},
+        {[](Settings& s, Format&, double&) { s.compressor.attackMs = -1.0; }, "compressor.attackMs = -1 is out of range; valid: [0, 10000]"},
+        {[](Settings& s, Format&, double&) { s.compressor.maxReductionDb = -1.0; }, "compressor.maxReductionDb = -1"},
+        {[](Settings& s, Format&, double&) { s.compressor.makeupDb = kInf; }, "compressor.makeupDb = inf"},
+        {[](Settings& s, Format&, double&) { s.expander.ratio = kInf; }, "expander.ratio = inf is out of range; valid: [1, 100]"},
+        {[](Settings& s, Format&, double&) { s.expander.rangeDb = -10.0; }, "expander.rangeDb = -10"},
+        {[](Settings& s, Format&, double&) { s.expander.hysteresisDb = -1.0; }, "expander.hysteresisDb = -1"},
+        {[](Settings& s, Format&, double&) { s.expander.holdMs = kNaN; }, "expander.holdMs = nan"},
+        {[](Settings& s, Format&, double&) { s.detector.filterHz = -5.0; }, "detector.filterHz = -5"},
+        {[](Settings& s, Format&, double&) { s.detector.peakDecayMs = -1.0; }, "detector.peakDecayMs = -1"},
+        {[](Settings& s, Format&, double&) { s.detector.mode = static_cast<DetectorMode>(2); }, "detector.mode = 2"},
+        {[](Settings& s, Format& f, double&) { f = Format::Surround5_1, s.channelGroups = std::array<int, 8>{0, 0, 1, 2, 4, 3}; },
+         "channelGroups[4] (format 5.1) = 4 is out of range; valid: [0, 3]"},
+        {[](Settings& s, Format& f, double&) { f = Format::Stereo, s.channelGroups = std::array<int, 8>{0, 1}; },
+         "channelGroups[1] (format stereo) = 1 is out of range; valid: [0, 0]"},
+        {[](Settings& s, Format&, double&) { s.inputMeterTrimDb = kNaN; }, "inputMeterTrimDb = nan"},
+        {[](Settings& s, Format&, double&) { s.smoothingMs = -5.0; }, "smoothingMs = -5"},
+    };
+    for (const BadCase& c : cases) {
+        Settings s;
+        Format f = Format::Stereo;
+        double fs = 48000.0;
+        c.spoil(s, f, fs);
+        for (const auto& call : {std::function<void()>([&] { Validate(s, f, fs); }),
+                                 std::function<void()>([&] { Design(s, f, fs); })}) {
+            try {
+                call();
+                ADD_FAILURE() << "accepted: " << c.expected;
+            } catch (const SettingsError& e) {
+                EXPECT_NE(std::string(e.what()).find(c.expected), std::string::npos)
+                    << "message: " << e.what() << "\nexpected to contain: " << c.expected;
+            }
+        }
+    }
+}
+
+TEST(Validation, AcceptsTheEdgesOfEveryRange) {
+    Settings s;
+    s.compressor.ratio = kInf;  // limiting
+    s.compressor.attackMs = s.expander.holdMs = s.smoothingMs = 0.0;
+    s.bands[0] = {true, BandType::HighShelf, Placement::PostDynamics, 10.0, 30.0, 0.1};
+    s.bands[1] = {true, BandType::Bell, Placement::PreDynamics, 22049.0, -30.0, 30.0};
+    s.expander = {24.0, 100.0, 60.0, 200.0, true, -200.0, 60.0, 10000.0, 10000.0, 10000.0};
+    s.channelGroups = std::array<int, 8>{0, 0, 1, 2, 3, 3, 4, 4};
+    EXPECT_NO_THROW(Design(s, Format::Surround7_1, 44100.0));
+    EXPECT_NO_THROW(Design(s, Format::Surround7_1, 8000.0 * 96));
+
+    // The analysis applies the same band checks.
+    const double at[] = {1000.0};
+    EqBand wrong = s.bands[1];
+    EXPECT_THROW(BandMagnitudeDb(wrong, 32000.0, at), SettingsError);
+}
+
+}  // namespace
+}  // namespace stemstrip
