@@ -9,6 +9,12 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
   set(STEMSTRIP_MARCH "x86-64-v3" CACHE STRING "x86 target level (needs FMA)")
   target_compile_options(stemstrip_arith INTERFACE -march=${STEMSTRIP_MARCH})
 endif()
+# One lane everywhere instead of channels side by side in vectors: the same
+# results from plain scalar code, for targets without vector units.
+option(STEMSTRIP_SCALAR "Build the core without vector lanes" OFF)
+if(STEMSTRIP_SCALAR)
+  target_compile_definitions(stemstrip_arith INTERFACE STEMSTRIP_SCALAR)
+endif()
 
 # stemstrip_freestanding: what makes the shared library self-contained. No
 # runtime library, no exceptions or RTTI, no stack protector (it would import

@@ -40,15 +40,4 @@ inline int32_t TruncToInt32(float f) {
     return fits ? static_cast<int32_t>(f) : INT32_MIN;
 }
 
-// One sample through a transposed direct form II biquad whose feedback
-// coefficients are stored sign-inverted (they are added). The grouping of
-// the fused operations is part of the result.
-inline float BiquadStep(float x, float b0, float b1, float b2, float a1, float a2, float& z1,
-                        float& z2) {
-    const float y = Fma(x, b0, z1);
-    z1 = Fma(y, a1, Fma(x, b1, z2));
-    z2 = Fma(y, a2, x * b2);
-    return y;
-}
-
 }  // namespace stemstrip

@@ -5,7 +5,7 @@
 // mirroring of each group's gain meter into its members' slots.
 #pragma once
 
-#include "../numeric.h"
+#include "../biquad_step.h"
 #include "gain_computer.h"
 #include "stemstrip.h"
 

@@ -6,7 +6,7 @@
 // strict sample order.
 #pragma once
 
-#include "../numeric.h"
+#include "../biquad_step.h"
 #include "db_conversion.h"
 #include "stemstrip.h"
 

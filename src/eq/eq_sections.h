@@ -1,9 +1,10 @@
 // The equaliser cascade: sections [sectionBegin, sectionEnd) of transposed
 // direct form II biquads over one 4-sample sub-block of every channel. All
 // channels share the smoothed coefficients; each has its own EQ_SState.
+// Channels run side by side in vector lanes.
 #pragma once
 
-#include "../numeric.h"
+#include "../biquad_step.h"
 #include "stemstrip.h"
 
 namespace stemstrip {
@@ -24,19 +25,33 @@ void EQ_AlgorithmProcessFunction(const EQ_SDezipCoefs* coefs, EQ_SState* state,
         }
         return;
     }
-    for (int c = 0; c < N; ++c) {
-        float x[kSubBlock];
-        for (int j = 0; j < kSubBlock; ++j) x[j] = in[c][at + j];  // all loaded before any store
-        EQ_SState& s = state[c];
+    // Channels in lanes, W at a time; lanes past the last channel carry zeros
+    // and are never stored.
+    constexpr int W = kLanes<N>;
+    using V = Lanes<W>;
+    for (int base = 0; base < N; base += W) {
+        V x[kSubBlock];
+        for (int j = 0; j < kSubBlock; ++j) {  // all loaded before any store
+            for (int l = 0; l < W; ++l) x[j][l] = base + l < N ? in[base + l][at + j] : 0.0f;
+        }
         for (int k = sectionBegin; k < sectionEnd; ++k) {
             const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
-            const float b0 = q[0], b1 = q[1], b2 = q[2], a1 = q[3], a2 = q[4];
-            float z1 = s.z1[k], z2 = s.z2[k];
+            const V b0 = Splat<W>(q[0]), b1 = Splat<W>(q[1]), b2 = Splat<W>(q[2]);
+            const V a1 = Splat<W>(q[3]), a2 = Splat<W>(q[4]);
+            V z1, z2;
+            for (int l = 0; l < W; ++l) {
+                z1[l] = base + l < N ? state[base + l].z1[k] : 0.0f;
+                z2[l] = base + l < N ? state[base + l].z2[k] : 0.0f;
+            }
             for (int j = 0; j < kSubBlock; ++j) x[j] = BiquadStep(x[j], b0, b1, b2, a1, a2, z1, z2);
-            s.z1[k] = z1;
-            s.z2[k] = z2;
+            for (int l = 0; l < W && base + l < N; ++l) {
+                state[base + l].z1[k] = z1[l];
+                state[base + l].z2[k] = z2[l];
+            }
         }
-        for (int j = 0; j < kSubBlock; ++j) out[c][at + j] = x[j];
+        for (int l = 0; l < W && base + l < N; ++l) {
+            for (int j = 0; j < kSubBlock; ++j) out[base + l][at + j] = x[j][l];
+        }
     }
 }
 
