@@ -2,7 +2,7 @@
 # Builds stemstrip and runs every test. Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh
+scripts/install-deps.sh chromium   # chromium: the HTML report is tested in a real browser
 cmake --preset release
 cmake --build --preset release
 ctest --preset release

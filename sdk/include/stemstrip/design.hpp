@@ -34,7 +34,8 @@ void Validate(const Settings& s, Format f, double sampleRate);
 CoefficientSet Design(const Settings& s, Format f, double sampleRate);
 
 // Detector linking of each channel when Settings::channelGroups is empty.
-// Channel order is the file (WAV) order with side surrounds before backs:
+// Channel order is the strip's own (WAV order, but side surrounds before
+// backs; a host maps its speakers onto it):
 //   mono M; stereo L R; lcr L R C; quad L R Ls Rs; lcrs L R C S;
 //   5.0 L R C Ls Rs; 5.1 L R C LFE Ls Rs; 6.0 L R C Ls Rs Cs;
 //   6.1 L R C LFE Ls Rs Cs; 7.0 L R C Ls Rs Lb Rb; 7.1 L R C LFE Ls Rs Lb Rb.

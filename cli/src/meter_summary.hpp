@@ -1,0 +1,29 @@
+// The few lines printed after a render: what was processed, per channel peak
+// in and out, the deepest compressor and expander gain reduction, the time
+// taken and the real-time factor.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "stemstrip/meters.hpp"
+#include "stemstrip/settings.hpp"
+
+namespace stemstrip::cli {
+
+struct SummaryFacts {
+    std::string input, output, presetLabel, note;
+    Format format;
+    int sampleRate;
+    double audioSeconds;
+    double wallSeconds;
+    std::vector<std::string> channelLabels;  // strip order, as the meters
+    MeterSnapshot totals;
+};
+
+std::string FormatSummary(const SummaryFacts& facts);
+
+// "-3.2 dBFS", or "silent" at the meters' floor.
+std::string FormatPeak(float db);
+
+}  // namespace stemstrip::cli

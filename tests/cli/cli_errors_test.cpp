@@ -1,0 +1,148 @@
+// Every way a render can fail: the program exits non-zero with one line that
+// names the file or field at fault, and leaves the directory exactly as it
+// was (no output, no temporary file, the input untouched).
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "cli_process.hpp"
+#include "strip_reference.hpp"
+
+namespace cli_test {
+namespace {
+
+constexpr int64_t kFrames = 30011;
+
+// in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
+// a symbolic link to the input and a few broken presets.
+void WriteFixtures(const ScratchDir& dir) {
+    WriteBytes(dir / "in.wav", WavBytes(TestSignal(2, kFrames, 48000, 1u), 0x3));
+    WriteBytes(dir / "short.wav", WavBytes(TestSignal(2, 1000, 48000, 5u), 0x3));
+    WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
+    WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
+    WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
+    WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
+    WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
+    WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
+    WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
+    WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
+    WriteBytes(dir / "broken.json", R"({"compressor": {"ratio": 4,}})");
+    std::filesystem::create_directory(dir.path() / "sub");
+    std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
+}
+
+struct ErrorCase {
+    std::vector<std::string> args;  // after "render", "in.wav"-relative names resolved against the scratch dir
+    std::vector<std::string> mentions;
+    int exitCode = 1;
+};
+
+// File names are taken to be in the scratch directory.
+std::vector<std::string> Resolve(const ScratchDir& dir, const std::vector<std::string>& args) {
+    std::vector<std::string> resolved;
+    for (const std::string& a : args) {
+        const std::string ext = std::filesystem::path(a).extension().string();
+        const bool bareFile = a.find('/') == std::string::npos && a.find('=') == std::string::npos &&
+                              (ext == ".wav" || ext == ".json" || ext == ".html" || ext == ".mp3" || ext == ".flac");
+        resolved.push_back(bareFile ? dir / a : a);
+    }
+    return resolved;
+}
+
+void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c, RunLimits limits = {}) {
+    const std::vector<std::string> before = dir.Listing();
+    const std::string input = ReadBytes(dir / "in.wav");
+    std::vector<std::string> args{"render"};
+    for (const std::string& a : Resolve(dir, c.args)) args.push_back(a);
+    const CliRun run = RunCli(args, limits);
+
+    EXPECT_EQ(run.exitCode, c.exitCode);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err.rfind("stemstrip: ", 0), 0u) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    for (const std::string& m : c.mentions) EXPECT_NE(run.err.find(m), std::string::npos) << "no '" << m << "' in: " << run.err;
+    EXPECT_EQ(dir.Listing(), before);
+    EXPECT_EQ(ReadBytes(dir / "in.wav"), input);
+}
+
+TEST(CliErrors, UnreadableInputsAndKeys) {
+    ScratchDir dir("errors-inputs");
+    WriteFixtures(dir);
+    const std::vector<ErrorCase> cases = {
+        {{"missing.wav", "out.wav"}, {"missing.wav", "no such file"}},
+        {{"notaudio.wav", "out.wav"}, {"notaudio.wav", "cannot read as audio"}},
+        {{dir / "sub", "out.wav"}, {"sub", "is a directory"}},
+        {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
+        {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
+        {{"in.wav", "out.wav", "--key", "nokey.wav"}, {"nokey.wav", "no such file"}},
+        {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
+        {{"in.wav", "out.wav", "--format", "9.1"}, {"--format 9.1", "unknown format", "7.1"}},
+        {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
+        {{"in.wav"}, {"OUT"}, 2},
+    };
+    for (const ErrorCase& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        ExpectCleanFailure(dir, c);
+    }
+}
+
+TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
+    ScratchDir dir("errors-presets");
+    WriteFixtures(dir);
+    const std::vector<ErrorCase> cases = {
+        {{"in.wav", "out.wav", "--preset", "unknown-field.json"}, {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
+        {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
+        {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
+        {{"in.wav", "out.wav", "--preset", "broken.json"}, {"broken.json", "not valid JSON"}},
+        {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
+        {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
+        {{"in.wav", "out.wav", "--set", "compressor.thresold=3"}, {"compressor.thresold", "no such settings field"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"compressor.ratio", "0.5"}},
+        {{"in.wav", "out.wav", "--set", "bands[0].enabled=3"}, {"bands[0].enabled", "expected true or false"}},
+        {{"in.wav", "out.wav", "--set", "bands[8].gainDb=1"}, {"bands[8]", "out of range"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio"}, {"compressor.ratio", "PATH=VALUE"}},
+    };
+    for (const ErrorCase& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        ExpectCleanFailure(dir, c);
+    }
+}
+
+TEST(CliErrors, OutputsThatCannotBeWrittenAndInputsThatMustNotBe) {
+    ScratchDir dir("errors-outputs");
+    WriteFixtures(dir);
+    const std::vector<ErrorCase> cases = {
+        {{"in.wav", dir / "nodir/out.wav"}, {"nodir/out.wav", "cannot write"}},
+        {{"in.wav", dir / "sub"}, {"sub", "is a directory"}},
+        {{"in.wav", "in.wav"}, {"in.wav", "refusing to overwrite"}},
+        {{"in.wav", dir / "sub/../in.wav"}, {"in.wav", "refusing to overwrite"}},
+        {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
+        {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
+        {{"in.wav", "out.wav", "--report", dir / "nodir/report.html"}, {"nodir/report.html", "cannot write"}},
+        {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
+        {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
+    };
+    for (const ErrorCase& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        ExpectCleanFailure(dir, c);
+    }
+}
+
+TEST(CliErrors, AWriteThatFailsHalfwayLeavesNothingAndKeepsAnOlderOutput) {
+    ScratchDir dir("errors-full-disk");
+    WriteFixtures(dir);
+    // The output (240 kB) exceeds a 64 kB file size limit part way; so does
+    // the report (the plotting library alone is 50 kB) of an 8 kB one.
+    ExpectCleanFailure(dir, {{"in.wav", "out.wav"}, {"out.wav"}}, {64 * 1024});
+    ExpectCleanFailure(dir, {{"short.wav", "out.wav", "--report", "report.html"}, {"report.html"}}, {40 * 1024});
+
+    WriteBytes(dir / "out.wav", "an earlier render");
+    ExpectCleanFailure(dir, {{"in.wav", "out.wav"}, {"out.wav"}}, {64 * 1024});
+    ExpectCleanFailure(dir, {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"compressor.ratio"}});
+    EXPECT_EQ(ReadBytes(dir / "out.wav"), "an earlier render");
+}
+
+}  // namespace
+}  // namespace cli_test
