@@ -46,4 +46,87 @@ inline Lanes<W> Splat(float v) {
     return result;
 }
 
+// Formulas written once for a plain float and for lane vectors. A
+// comparison gives a bool or a lane mask, and `mask ? a : b` selects either
+// way; integers live in the matching 32-bit lanes.
+template <typename T>
+inline constexpr bool kIsScalar = __is_same(T, float);
+template <typename T>
+inline constexpr int kWidth = sizeof(T) / sizeof(float);
+
+template <typename T>
+struct LaneInts {
+    typedef int32_t Int __attribute__((vector_size(sizeof(T))));
+    typedef uint32_t Uint __attribute__((vector_size(sizeof(T))));
+};
+template <>
+struct LaneInts<float> {
+    using Int = int32_t;
+    using Uint = uint32_t;
+};
+template <typename T>
+using IntLanes = typename LaneInts<T>::Int;
+template <typename T>
+using UintLanes = typename LaneInts<T>::Uint;
+
+template <typename T>
+inline T Broadcast(float v) {
+    if constexpr (kIsScalar<T>) {
+        return v;
+    } else {
+        return Splat<kWidth<T>>(v);
+    }
+}
+
+// Value conversion lane by lane (static_cast for a scalar).
+template <typename To, typename From>
+inline To ConvertLanes(From v) {
+    if constexpr (kIsScalar<To> || __is_same(To, int32_t) || __is_same(To, uint32_t)) {
+        return static_cast<To>(v);
+    } else {
+        return __builtin_convertvector(v, To);
+    }
+}
+
+template <typename T>
+inline float LaneOf(const T& v, int lane) {
+    if constexpr (kIsScalar<T>) {
+        return v;
+    } else {
+        return v[lane];
+    }
+}
+
+template <typename T, typename E>
+inline void SetLane(T& v, int lane, E value) {
+    if constexpr (__is_same(T, E)) {
+        v = value;
+    } else {
+        v[lane] = value;
+    }
+}
+
+// One table entry for each of the first Active lanes; the others read
+// nothing and hold 0.
+template <typename T, int Active = kWidth<T>>
+inline T Lookup(const float* table, UintLanes<T> index) {
+    if constexpr (kIsScalar<T>) {
+        return table[index];
+    } else {
+        T result{};
+        for (int l = 0; l < Active; ++l) result[l] = table[index[l]];
+        return result;
+    }
+}
+
+// TruncToInt32 lane by lane: lanes that do not fit are kept out of the
+// conversion and then given INT32_MIN, as the scalar version does.
+template <typename V>
+    requires(!__is_same(V, float))
+inline IntLanes<V> TruncToInt32(V f) {
+    const IntLanes<V> fits = (f > -2147483904.0f) & (f < 2147483648.0f);
+    const IntLanes<V> truncated = __builtin_convertvector(fits ? f : V{}, IntLanes<V>);
+    return fits ? truncated : IntLanes<V>{} + INT32_MIN;
+}
+
 }  // namespace stemstrip

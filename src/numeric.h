@@ -30,7 +30,11 @@ inline float BitsFloat(uint32_t u) { return __builtin_bit_cast(float, u); }
 inline float Abs(float f) { return BitsFloat(FloatBits(f) & 0x7FFFFFFFu); }
 
 // Held maxima rise only on a strictly greater value, so NaN never enters.
-inline void KeepMax(float& held, float value) { held = value > held ? value : held; }
+// T is a float or a vector of lanes.
+template <typename T>
+inline void KeepMax(T& held, T value) {
+    held = value > held ? value : held;
+}
 
 // Truncation toward zero, with the x86 convention for values that do not fit
 // (NaN and out of range give INT32_MIN), so results never depend on the

@@ -3,7 +3,7 @@
 // select, so the gain computer can evaluate them lane by lane.
 #pragma once
 
-#include "../numeric.h"
+#include "../lanes.h"
 #include "lookup_tables.h"
 
 namespace stemstrip {
@@ -14,24 +14,33 @@ inline constexpr float kExponentBase = __builtin_bit_cast(float, 0x4E7E0000u);  
 inline constexpr float kFractionStep = __builtin_bit_cast(float, 0x38800000u);    // 2^-14
 inline constexpr float kSilenceDb = -140.0f;
 
-inline float AmpToDb(float amplitude) {
-    const uint32_t u = FloatBits(amplitude);
-    const int32_t exponent = static_cast<int32_t>((u >> 23) & 0xFFu);
-    const uint32_t index = (u >> 14) & 0x1FFu;
-    const uint32_t fraction = u & 0x3FFFu;
-    const float base = gmLog2LUT[index] + static_cast<float>(exponent - 127);
-    const float slope = gmLog2LUT[index + 1] - gmLog2LUT[index];
-    const float log2 = Fma(slope, static_cast<float>(fraction) * kFractionStep, base);
-    const float db = log2 * kDbPerDoubling;
-    return 0.0f < amplitude ? db : kSilenceDb;
+// T is a float or a vector of lanes, each converted on its own; only the
+// first Active lanes read the tables.
+template <typename T, int Active = kWidth<T>>
+inline T AmpToDb(T amplitude) {
+    using I = IntLanes<T>;
+    using U = UintLanes<T>;
+    const U u = __builtin_bit_cast(U, amplitude);
+    const I exponent = ConvertLanes<I>((u >> 23) & 0xFFu);
+    const U index = (u >> 14) & 0x1FFu;
+    const I fraction = ConvertLanes<I>(u & 0x3FFFu);  // exact through a signed conversion
+    const T entry = Lookup<T, Active>(gmLog2LUT, index);
+    const T base = entry + ConvertLanes<T>(exponent - 127);
+    const T slope = Lookup<T, Active>(gmLog2LUT, index + 1u) - entry;
+    const T log2 = Fma(slope, ConvertLanes<T>(fraction) * kFractionStep, base);
+    const T db = log2 * kDbPerDoubling;
+    return Broadcast<T>(0.0f) < amplitude ? db : Broadcast<T>(kSilenceDb);
 }
 
 // 0 dB gives 1.0000013, not 1.0: the fine table is centred on its steps, and
 // that half-step bias is part of every gain the strip applies.
-inline float DbToAmp(float db) {
-    const uint32_t u = static_cast<uint32_t>(TruncToInt32(Fma(db, kExp2Scale, kExponentBase)));
-    const float mantissa = gmPowTableH[(u >> 14) & 0x1FFu] * gmPowTableL[(u >> 5) & 0x1FFu];
-    return BitsFloat((u & 0xFF800000u) | (FloatBits(mantissa) & 0x007FFFFFu));
+template <typename T, int Active = kWidth<T>>
+inline T DbToAmp(T db) {
+    using U = UintLanes<T>;
+    const U u = ConvertLanes<U>(TruncToInt32(Fma(db, Broadcast<T>(kExp2Scale), Broadcast<T>(kExponentBase))));
+    const T mantissa =
+        Lookup<T, Active>(gmPowTableH, (u >> 14) & 0x1FFu) * Lookup<T, Active>(gmPowTableL, (u >> 5) & 0x1FFu);
+    return __builtin_bit_cast(T, (u & 0xFF800000u) | (__builtin_bit_cast(U, mantissa) & 0x007FFFFFu));
 }
 
 }  // namespace stemstrip

@@ -3,7 +3,9 @@
 // curves, gate with hysteresis, hold, attack/release smoothing, output gain
 // and the gain meters. The per-sample parts that do not depend on the
 // previous sample are computed side by side; the smoothing chain runs in
-// strict sample order.
+// strict sample order. The arithmetic is written once for a float (one
+// group) and for lane vectors (one group per lane, each lane doing exactly
+// the scalar operations); meters are raised afterwards one group at a time.
 #pragma once
 
 #include "../biquad_step.h"
@@ -15,44 +17,104 @@ namespace stemstrip {
 // Meter slots of dynamicsRunState shared by all groups of an instance.
 enum DynMeter { kMeterDetector = 0, kMeterGain = 1, kMeterCompReduction = 2, kMeterExpReduction = 3 };
 
-inline float SmoothTowards(float value, float target, float t) { return Fma(target - value, t, value); }
+template <typename T>
+inline T SmoothTowards(T value, T target, T t) {
+    return Fma(target - value, t, value);
+}
 
-inline float CompressorCurve(const Dyn_SCoefsBlock& k, float level) {
-    const float straight = (level - k.compThresholdDb) * k.compSlope;
-    const float knee = Fma(k.compKneeB, level, k.compKneeA * (level * level)) + k.compKneeC;
-    return level > k.compKneeTopDb ? straight : level > k.compKneeBottomDb ? knee : 0.0f;
+template <typename T>
+inline T CompressorCurve(const Dyn_SCoefsBlock& k, T level) {
+    const T straight = (level - k.compThresholdDb) * k.compSlope;
+    const T knee = Fma(Broadcast<T>(k.compKneeB), level, k.compKneeA * (level * level)) + k.compKneeC;
+    return level > k.compKneeTopDb ? straight : level > k.compKneeBottomDb ? knee : Broadcast<T>(0.0f);
 }
 
 // The knee polynomial's grouping differs for the last sample of the four;
 // results depend on it, so it is kept.
-inline float ExpanderCurve(const Dyn_SCoefsBlock& k, float level, bool lastSample) {
-    const float straight = (level - k.expThresholdDb) * k.expSlope;
-    const float square = level * level;
-    const float knee = lastSample ? Fma(k.expKneeB, level, k.expKneeA * square) + k.expKneeC
-                                  : Fma(k.expKneeA, square, k.expKneeB * level) + k.expKneeC;
-    return level < k.expKneeBottomDb ? straight : level <= k.expKneeTopDb ? knee : 0.0f;
+template <typename T>
+inline T ExpanderCurve(const Dyn_SCoefsBlock& k, T level, bool lastSample) {
+    const T straight = (level - k.expThresholdDb) * k.expSlope;
+    const T square = level * level;
+    const T knee = lastSample ? Fma(Broadcast<T>(k.expKneeB), level, k.expKneeA * square) + k.expKneeC
+                              : Fma(Broadcast<T>(k.expKneeA), square, k.expKneeB * level) + k.expKneeC;
+    return level < k.expKneeBottomDb ? straight : level <= k.expKneeTopDb ? knee : Broadcast<T>(0.0f);
 }
 
-template <int Samples>
-void ProcessAudioGain(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx, float t,
-                      int slot, float* dynamicsRunState);
+// The gain-computer fields of a Dyn_SState record, for one group or one
+// group per lane.
+template <typename T>
+struct GainState {
+    T compGainDb, expGainDb, levelZ1, levelZ2, peakEnvelope, levelOut, outputGain, compFloorDb, expRangeDb;
+    IntLanes<T> gateOpen;
+    UintLanes<T> holdCounter;
+};
 
-template <>
-inline void ProcessAudioGain<4>(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
-                                float t, int slot, float* dynamicsRunState) {
-    constexpr int S = 4;
-    const Dyn_SCoefsBlock& k = *ctx->dynCoefs;
-    Dyn_SState& s = *state;
+template <typename T>
+inline void LoadGainState(GainState<T>& g, int lane, const Dyn_SState& s) {
+    SetLane(g.compGainDb, lane, s.compGainDb);
+    SetLane(g.expGainDb, lane, s.expGainDb);
+    SetLane(g.levelZ1, lane, s.levelZ1);
+    SetLane(g.levelZ2, lane, s.levelZ2);
+    SetLane(g.peakEnvelope, lane, s.peakEnvelope);
+    SetLane(g.levelOut, lane, s.levelOut);
+    SetLane(g.outputGain, lane, s.outputGain);
+    SetLane(g.compFloorDb, lane, s.compFloorDb);
+    SetLane(g.expRangeDb, lane, s.expRangeDb);
+    SetLane(g.gateOpen, lane, s.gateOpen);
+    SetLane(g.holdCounter, lane, static_cast<uint32_t>(s.holdCounter));
+}
 
-    s.compFloorDb = SmoothTowards(s.compFloorDb, k.compFloorDbTarget, t);
-    s.expRangeDb = SmoothTowards(s.expRangeDb, k.expRangeDbTarget, t);
-    s.outputGain = SmoothTowards(s.outputGain, k.outputGainTarget, t);
+template <typename T>
+inline void StoreGainState(const GainState<T>& g, int lane, Dyn_SState& s) {
+    s.compGainDb = LaneOf(g.compGainDb, lane);
+    s.expGainDb = LaneOf(g.expGainDb, lane);
+    s.levelZ1 = LaneOf(g.levelZ1, lane);
+    s.levelZ2 = LaneOf(g.levelZ2, lane);
+    s.peakEnvelope = LaneOf(g.peakEnvelope, lane);
+    s.levelOut = LaneOf(g.levelOut, lane);
+    s.outputGain = LaneOf(g.outputGain, lane);
+    s.compFloorDb = LaneOf(g.compFloorDb, lane);
+    s.expRangeDb = LaneOf(g.expRangeDb, lane);
+    if constexpr (kIsScalar<T>) {
+        s.gateOpen = g.gateOpen;
+        s.holdCounter = static_cast<int32_t>(g.holdCounter);
+    } else {
+        s.gateOpen = g.gateOpen[lane];
+        s.holdCounter = static_cast<int32_t>(g.holdCounter[lane]);
+    }
+}
+
+// What the meters need of one call: each sample's combined gain and detector
+// value, and the call's peaks of the two reductions and of the gain. A peak
+// starts at -inf and rises only on strictly greater values, so raising a
+// held meter by it ends exactly where raising it by each sample in turn
+// would: on the first of the largest values, never on a NaN.
+template <typename T>
+struct GainMeterInputs {
+    T gain[kSubBlock], detector[kSubBlock];
+    T compReductionPeak, expReductionPeak, gainPeak;
+};
+
+// Four detector samples x in, four output gain factors out, for one group or
+// one group per lane (the first Active lanes in use); the state advances by
+// four samples.
+template <typename T, int Active = kWidth<T>>
+[[gnu::always_inline]] inline void ComputeGains(const Dyn_SCoefsBlock& k, T t, GainState<T>& s, T* x,
+                                                GainMeterInputs<T>& out) {
+    constexpr int S = kSubBlock;
+    using Mask = decltype(T{} > T{});
+
+    s.compFloorDb = SmoothTowards(s.compFloorDb, Broadcast<T>(k.compFloorDbTarget), t);
+    s.expRangeDb = SmoothTowards(s.expRangeDb, Broadcast<T>(k.expRangeDbTarget), t);
+    s.outputGain = SmoothTowards(s.outputGain, Broadcast<T>(k.outputGainTarget), t);
 
     // Both detectors always run so switching detectorMode never finds stale state.
-    float filtered[S], peak[S];
-    float z1 = s.levelZ1, z2 = s.levelZ2, envelope = s.peakEnvelope;
+    const T b0 = Broadcast<T>(k.levelB0), b1 = Broadcast<T>(k.levelB1), b2 = Broadcast<T>(k.levelB2);
+    const T a1 = Broadcast<T>(k.levelA1), a2 = Broadcast<T>(k.levelA2);
+    T filtered[S], peak[S];
+    T z1 = s.levelZ1, z2 = s.levelZ2, envelope = s.peakEnvelope;
     for (int i = 0; i < S; ++i) {
-        filtered[i] = BiquadStep(x[i], k.levelB0, k.levelB1, k.levelB2, k.levelA1, k.levelA2, z1, z2);
+        filtered[i] = BiquadStep(x[i], b0, b1, b2, a1, a2, z1, z2);
         envelope = x[i] > envelope ? x[i] : envelope * k.peakDecay;
         peak[i] = envelope;
     }
@@ -61,58 +123,111 @@ inline void ProcessAudioGain<4>(float* x, Dyn_SState* state, const SChannelStrip
     s.levelOut = filtered[S - 1];
     s.peakEnvelope = envelope;
 
-    float detector[S], compTarget[S], expCurve[S], level[S];
+    const bool peakMode = k.detectorMode < 1;
+    T compTarget[S], expCurve[S], level[S];
     for (int i = 0; i < S; ++i) {
-        detector[i] = k.detectorMode < 1 ? peak[i] : filtered[i];
-        level[i] = AmpToDb(detector[i]);
+        out.detector[i] = peakMode ? peak[i] : filtered[i];
+        level[i] = AmpToDb<T, Active>(out.detector[i]);
         compTarget[i] = CompressorCurve(k, level[i]);
         expCurve[i] = ExpanderCurve(k, level[i], i == S - 1);
     }
 
-    float compGain[S], expGain[S];
-    float comp = s.compGainDb, expand = s.expGainDb;
-    bool open = s.gateOpen > 0;
-    int32_t hold = s.holdCounter;
-    const int32_t holdReload = TruncToInt32(static_cast<float>(k.holdSamples));
+    T compGain[S], expGain[S];
+    T comp = s.compGainDb, expand = s.expGainDb;
+    Mask open = s.gateOpen > 0;
+    UintLanes<T> hold = s.holdCounter;
+    const UintLanes<T> holdReload =
+        UintLanes<T>{} + static_cast<uint32_t>(TruncToInt32(static_cast<float>(k.holdSamples)));
+    const T compAttack = Broadcast<T>(k.compAttackCoef), compRelease = Broadcast<T>(k.compReleaseCoef);
+    const T expAttack = Broadcast<T>(k.expAttackCoef), expRelease = Broadcast<T>(k.expReleaseCoef);
+    const T gateClose = Broadcast<T>(k.gateCloseThresholdDb), gateOpen = Broadcast<T>(k.gateOpenThresholdDb);
     for (int i = 0; i < S; ++i) {
-        const float compCoef = compTarget[i] <= comp ? k.compAttackCoef : k.compReleaseCoef;
+        const T compCoef = compTarget[i] <= comp ? compAttack : compRelease;
         comp = Fma(compCoef, compTarget[i] - comp, comp);
         comp = comp < s.compFloorDb ? s.compFloorDb : comp;
         compGain[i] = comp;
 
-        open = level[i] >= (open ? k.gateCloseThresholdDb : k.gateOpenThresholdDb);
-        const float target = open && expCurve[i] >= s.expRangeDb ? expCurve[i] : s.expRangeDb;
-        if (target > expand) {
-            expand = Fma(k.expAttackCoef, target - expand, expand);
-            hold = holdReload;
-        } else if (hold != 0) {
-            hold = static_cast<int32_t>(static_cast<uint32_t>(hold) - 1u);  // negative counts keep counting
-        } else {
-            expand = Fma(k.expReleaseCoef, target - expand, expand);
-        }
+        open = level[i] >= (open ? gateClose : gateOpen);
+        const T target = open & (expCurve[i] >= s.expRangeDb) ? expCurve[i] : s.expRangeDb;
+        // Rising: attack and reload the hold. Otherwise hold while the
+        // counter runs (negative counts keep counting), then release.
+        const Mask rising = target > expand;
+        const Mask holding = hold != 0u;
+        const T attacked = Fma(expAttack, target - expand, expand);
+        const T released = Fma(expRelease, target - expand, expand);
+        expand = rising ? attacked : holding ? expand : released;
+        hold = rising ? holdReload : holding ? hold - 1u : hold;
         expGain[i] = expand;
     }
     s.compGainDb = comp;
     s.expGainDb = expand;
-    s.gateOpen = open ? 1 : 0;
+    s.gateOpen = open ? IntLanes<T>{} + 1 : IntLanes<T>{};
     s.holdCounter = hold;
 
-    float* m = dynamicsRunState;
+    out.compReductionPeak = out.expReductionPeak = out.gainPeak = Broadcast<T>(-__builtin_inff());
     for (int i = 0; i < S; ++i) {
         // Converted separately and multiplied: the table bias enters twice.
-        const float compFactor = DbToAmp(compGain[i]);
-        const float expFactor = DbToAmp(expGain[i]);
-        const float gain = compFactor * expFactor;
-        x[i] = s.outputGain * gain;
-
-        if (gain > m[kMeterGain] || (m[kMeterGain] == 0.0f && detector[i] > m[kMeterDetector])) {
-            m[kMeterGain] = gain;
-            m[kMeterDetector] = detector[i];
-        }
-        KeepMax(m[kMeterCompReduction], 1.0f - compFactor);
-        KeepMax(m[kMeterExpReduction], 1.0f - expFactor);
-        KeepMax(m[slot], gain);
+        const T compFactor = DbToAmp<T, Active>(compGain[i]);
+        const T expFactor = DbToAmp<T, Active>(expGain[i]);
+        out.gain[i] = compFactor * expFactor;
+        x[i] = s.outputGain * out.gain[i];
+        KeepMax(out.compReductionPeak, 1.0f - compFactor);
+        KeepMax(out.expReductionPeak, 1.0f - expFactor);
+        KeepMax(out.gainPeak, out.gain[i]);
     }
+}
+
+// The meters all groups of an instance share, held in registers while the
+// groups raise them in turn.
+struct SharedGainMeters {
+    float detector, gain, compReduction, expReduction;
+};
+
+inline SharedGainMeters LoadSharedGainMeters(const float* m) {
+    return {m[kMeterDetector], m[kMeterGain], m[kMeterCompReduction], m[kMeterExpReduction]};
+}
+
+inline void StoreSharedGainMeters(const SharedGainMeters& shared, float* m) {
+    m[kMeterDetector] = shared.detector;
+    m[kMeterGain] = shared.gain;
+    m[kMeterCompReduction] = shared.compReduction;
+    m[kMeterExpReduction] = shared.expReduction;
+}
+
+// Raises the meters by one group's call (one lane of a lane vector). The
+// retained gain and its detector value depend on the sample order; the rare
+// update stays a branch, which costs nothing while not taken.
+template <typename T>
+inline void RaiseGainMeters(SharedGainMeters& shared, float& groupMeter, const GainMeterInputs<T>& in,
+                            int lane) {
+    for (int i = 0; i < kSubBlock; ++i) {
+        const float gain = LaneOf(in.gain[i], lane), detector = LaneOf(in.detector[i], lane);
+        if (gain > shared.gain || (shared.gain == 0.0f && detector > shared.detector)) {
+            shared.gain = gain;
+            shared.detector = detector;
+        }
+    }
+    KeepMax(shared.compReduction, LaneOf(in.compReductionPeak, lane));
+    KeepMax(shared.expReduction, LaneOf(in.expReductionPeak, lane));
+    KeepMax(groupMeter, LaneOf(in.gainPeak, lane));
+}
+
+template <int Samples>
+void ProcessAudioGain(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx, float t,
+                      int slot, float* dynamicsRunState);
+
+// One group's call; slot is its meter, past the four shared ones.
+template <>
+inline void ProcessAudioGain<4>(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
+                                float t, int slot, float* dynamicsRunState) {
+    GainState<float> s;
+    LoadGainState(s, 0, *state);
+    GainMeterInputs<float> meterInputs;
+    ComputeGains(*ctx->dynCoefs, t, s, x, meterInputs);
+    StoreGainState(s, 0, *state);
+    SharedGainMeters shared = LoadSharedGainMeters(dynamicsRunState);
+    RaiseGainMeters(shared, dynamicsRunState[slot], meterInputs, 0);
+    StoreSharedGainMeters(shared, dynamicsRunState);
 }
 
 }  // namespace stemstrip
