@@ -1,6 +1,7 @@
 #include "settings_json.hpp"
 
 #include <array>
+#include <climits>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -180,7 +181,12 @@ public:
         std::array<int, 8> slots{};
         for (size_t i = 0; i < j->size(); ++i) {
             const Json& e = (*j)[i];
-            if (!e.is_number_integer()) Fail(path + "[" + std::to_string(i) + "]", "expected an integer, got " + Describe(e));
+            // The range check against the format's slots comes later; here the
+            // value only has to survive the conversion to int unchanged.
+            const bool fits = e.is_number_unsigned() ? e.get<uint64_t>() <= uint64_t{INT_MAX}
+                                                     : e.is_number_integer() && e.get<int64_t>() >= INT_MIN &&
+                                                           e.get<int64_t>() <= INT_MAX;
+            if (!fits) Fail(path + "[" + std::to_string(i) + "]", "expected a group slot (an integer), got " + Describe(e));
             slots[i] = e.get<int>();
         }
         groups = slots;
@@ -261,7 +267,7 @@ Settings SettingsFromJson(const Json& doc, const std::string& origin) {
 Json ParseJsonText(const std::string& text, const std::string& origin) {
     try {
         return Json::parse(text);
-    } catch (const Json::parse_error& e) {
+    } catch (const Json::exception& e) {  // syntax errors, and numbers too large for a double
         throw CliError(origin + ": not valid JSON (" + e.what() + ")");
     }
 }

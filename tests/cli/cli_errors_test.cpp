@@ -27,6 +27,8 @@ void WriteFixtures(const ScratchDir& dir) {
     WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
     WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
     WriteBytes(dir / "broken.json", R"({"compressor": {"ratio": 4,}})");
+    WriteBytes(dir / "overflow.json", R"({"compressor": {"releaseMs": 1e309}})");
+    WriteBytes(dir / "huge-group.json", R"({"channelGroups": [4294967297, 0]})");
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
 }
@@ -95,6 +97,8 @@ TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
         {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
         {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
         {{"in.wav", "out.wav", "--preset", "broken.json"}, {"broken.json", "not valid JSON"}},
+        {{"in.wav", "out.wav", "--preset", "overflow.json"}, {"overflow.json", "not valid JSON", "1e309"}},
+        {{"in.wav", "out.wav", "--preset", "huge-group.json"}, {"huge-group.json", "channelGroups[0]", "4294967297"}},
         {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
         {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
         {{"in.wav", "out.wav", "--set", "compressor.thresold=3"}, {"compressor.thresold", "no such settings field"}},
