@@ -19,11 +19,12 @@ endif()
 # stemstrip_freestanding: what makes the shared library self-contained. No
 # runtime library, no exceptions or RTTI, no stack protector (it would import
 # __stack_chk_fail), and no loop-to-memset/memcpy rewrites (they would import
-# libc). --no-undefined turns any stray import into a link error.
+# libc; GCC needs its own flag, clang's -ffreestanding already stops them).
+# --no-undefined turns any stray import into a link error.
 add_library(stemstrip_freestanding INTERFACE)
 target_compile_options(stemstrip_freestanding INTERFACE
   -ffreestanding -fno-exceptions -fno-rtti -fno-stack-protector -fno-stack-check
-  -fno-tree-loop-distribute-patterns -fno-builtin-memcpy -fno-builtin-memset
+  $<$<CXX_COMPILER_ID:GNU>:-fno-tree-loop-distribute-patterns> -fno-builtin-memcpy -fno-builtin-memset
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-plt -fno-semantic-interposition)
 target_link_options(stemstrip_freestanding INTERFACE
   -nostdlib -Wl,--no-undefined -Wl,-z,relro -Wl,-z,now -Wl,--gc-sections -Wl,--hash-style=gnu)

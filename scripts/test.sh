@@ -2,7 +2,9 @@
 # Builds stemstrip and runs every test. Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-deps.sh chromium   # chromium: the HTML report is tested in a real browser
+# chromium: the HTML report is tested in a real browser; clang and its
+# runtimes: libFuzzer and RealtimeSanitizer.
+scripts/install-deps.sh chromium clang-19 libclang-rt-19-dev
 cmake --preset release
 cmake --build --preset release
 ctest --preset release
@@ -11,3 +13,5 @@ ctest --preset release
 cmake --preset scalar
 cmake --build --preset scalar
 ctest --preset scalar
+# Sanitizers (ASan+UBSan, TSan, RTSan) and bounded fuzzing sessions.
+scripts/robustness.sh

@@ -1,0 +1,119 @@
+// Fuzzes the command line's preset reading: JSON text through the parser,
+// the settings reader and the designer's validation, as `--preset FILE`
+// does. Every input must end in a settings value or in the one error type
+// of its layer (CliError naming the file, SettingsError naming the field);
+// any other exception or a crash is a finding. Accepted settings must hold
+// every value the document gave, exactly, and survive a round trip through
+// JSON unchanged; settings the designer accepts must design into blocks a
+// host may hand to the core.
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "settings_json.hpp"
+#include "cli_error.hpp"
+#include "stemstrip/design.hpp"
+
+namespace {
+
+using stemstrip::cli::CliError;
+
+const std::string kOrigin = "fuzz.json";
+
+[[noreturn]] void Finding(const std::string& what, const std::string& input) {
+    std::fprintf(stderr, "%s\ninput: %s\n", what.c_str(), input.c_str());
+    std::abort();
+}
+
+void ExpectNamed(const std::string& message, const std::string& name, const std::string& input) {
+    if (message.rfind(name, 0) != 0 || message.size() <= name.size() + 2)
+        Finding("error message does not start with '" + name + "' and say what is wrong: " + message, input);
+}
+
+// Every value the user wrote is the value the settings hold: `given` (the
+// document) must be contained in `held` (the settings written back), with
+// numbers equal by value and "+inf" spelled "inf".
+bool Holds(const stemstrip::cli::Json& given, const stemstrip::cli::Json& held) {
+    if (given.is_object()) {
+        for (const auto& [key, value] : given.items())
+            if (key != "description" && !(held.contains(key) && Holds(value, held[key]))) return false;
+        return true;
+    }
+    if (given.is_array()) {
+        if (!held.is_array() || held.size() < given.size()) return false;
+        for (size_t i = 0; i < given.size(); ++i)
+            if (!Holds(given[i], held[i])) return false;
+        return true;
+    }
+    if (given == "+inf") return held == "inf";
+    return given == held;
+}
+
+bool Finite(const float* v, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (!std::isfinite(v[i])) return false;
+    return true;
+}
+
+// What the host hands to the core must be usable as it is: finite numbers,
+// stage ranges within the section count, groups within the format's slots.
+void ExpectHostValid(const stemstrip::CoefficientSet& set, stemstrip::Format f, const std::string& input) {
+    const Dyn_SCoefsBlock& d = set.dyn;
+    const float dynFloats[] = {d.compSlope, d.compKneeA, d.compKneeB, d.compKneeC, d.compThresholdDb,
+                               d.compKneeTopDb, d.compKneeBottomDb, d.compFloorDbTarget, d.outputGainTarget,
+                               d.compAttackCoef, d.compReleaseCoef, d.expSlope, d.expKneeA, d.expKneeB,
+                               d.expKneeC, d.expThresholdDb, d.gateOpenThresholdDb, d.gateCloseThresholdDb,
+                               d.expKneeTopDb, d.expKneeBottomDb, d.expRangeDbTarget, d.expAttackCoef,
+                               d.expReleaseCoef, d.peakDecay, d.detFilterB0, d.detFilterB1, d.detFilterB2,
+                               d.detFilterA1, d.detFilterA2, d.levelB0, d.levelB1, d.levelB2, d.levelA1,
+                               d.levelA2, d.inputMeterGain, set.dezipRate};
+    if (!Finite(dynFloats, std::size(dynFloats))) Finding("a dynamics coefficient is not finite", input);
+    if (!Finite(set.eq.coefs, EQ_kCoefCount)) Finding("an EQ coefficient is not finite", input);
+    for (int s = 0; s < 2; ++s)
+        if (set.eq.sectionBegin[s] < 0 || set.eq.sectionEnd[s] > EQ_kMaxSections ||
+            set.eq.sectionBegin[s] > set.eq.sectionEnd[s])
+            Finding("EQ stage range outside 0..8", input);
+    for (int c = 0; c < stemstrip::ChannelCount(f); ++c)
+        if (d.channelGroup[c] < 0 || d.channelGroup[c] >= stemstrip::GroupSlots(f))
+            Finding("channel group outside the format's slots", input);
+    if (d.holdSamples < 0) Finding("negative hold", input);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    stemstrip::cli::Json doc;
+    stemstrip::Settings settings;
+    try {
+        doc = stemstrip::cli::ParseJsonText(text, kOrigin);
+        settings = stemstrip::cli::SettingsFromJson(doc, kOrigin);
+    } catch (const CliError& e) {
+        ExpectNamed(e.what(), kOrigin + ": ", text);
+        return 0;
+    }
+
+    const stemstrip::cli::Json held = stemstrip::cli::SettingsToJson(settings);
+    if (!Holds(doc, held)) Finding("accepted, but the settings do not hold what was written:\n" + held.dump(), text);
+    const std::string written = held.dump();
+    const std::string rewritten =
+        stemstrip::cli::SettingsToJson(stemstrip::cli::SettingsFromJson(stemstrip::cli::ParseJsonText(written, kOrigin), kOrigin))
+            .dump();
+    if (written != rewritten) Finding("settings changed on a round trip through JSON:\n" + written + "\n" + rewritten, text);
+
+    // Format and rate from the input's length: every input picks one pair.
+    constexpr std::array<double, 5> kRates = {8000.0, 44100.0, 48000.0, 96000.0, 768000.0};
+    const auto format = static_cast<stemstrip::Format>(size % stemstrip::kFormatCount);
+    const double rate = kRates[size / stemstrip::kFormatCount % kRates.size()];
+    try {
+        stemstrip::Validate(settings, format, rate);
+    } catch (const stemstrip::SettingsError& e) {
+        if (std::string(e.what()).find(" = ") == std::string::npos) Finding("unclear settings error: " + std::string(e.what()), text);
+        return 0;
+    }
+    ExpectHostValid(stemstrip::Design(settings, format, rate), format, text);
+    return 0;
+}

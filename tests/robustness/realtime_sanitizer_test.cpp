@@ -1,0 +1,44 @@
+// The audio path under RealtimeSanitizer: inside the real-time bracket any
+// allocation, lock, sleep, file or socket call aborts the test with a report
+// naming the call.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "realtime_workload.h"
+
+extern "C" void __rtsan_realtime_enter();
+extern "C" void __rtsan_realtime_exit();
+
+namespace {
+
+template <class Body>
+void RunRealtime(Body body) {
+    __rtsan_realtime_enter();
+    body();
+    __rtsan_realtime_exit();
+}
+
+TEST(RealtimeSanitizer, AllEntriesAndInstanceProcessWhileSettingsChange) {
+    robustness::RealtimeWorkload work;
+    std::thread control([&] { work.RunControl(); });
+    std::thread audio([&] { RunRealtime([&] { work.RunAudio(); }); });
+    audio.join();
+    control.join();
+    EXPECT_EQ(work.RoundsCompleted(), robustness::RealtimeWorkload::kRounds);
+    EXPECT_GT(work.SettingsTaken(), 0);
+    EXPECT_TRUE(work.AllFinite());
+}
+
+// The bracket is real: an allocation inside it is reported.
+TEST(RealtimeSanitizerDeathTest, AnAllocationInsideIsReported) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(RunRealtime([] {
+                     void* volatile p = std::malloc(64);
+                     std::free(p);
+                 }),
+                 "malloc");
+}
+
+}  // namespace
