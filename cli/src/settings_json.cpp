@@ -11,26 +11,6 @@
 namespace stemstrip::cli {
 namespace {
 
-template <class E>
-struct EnumNames;
-template <>
-struct EnumNames<BandType> {
-    static constexpr std::array<std::string_view, 9> names{"Bell",     "LowShelf", "HighShelf", "HighPass1", "HighPass2",
-                                                           "LowPass1", "LowPass2", "BandPass",  "Notch"};
-};
-template <>
-struct EnumNames<Placement> {
-    static constexpr std::array<std::string_view, 2> names{"PreDynamics", "PostDynamics"};
-};
-template <>
-struct EnumNames<DetectorMode> {
-    static constexpr std::array<std::string_view, 2> names{"Peak", "Average"};
-};
-template <>
-struct EnumNames<SideChainFilter> {
-    static constexpr std::array<std::string_view, 4> names{"Off", "HighPass", "LowPass", "BandPass"};
-};
-
 // The field lists, written once and walked both ways by a visitor.
 template <class Band, class V>
 void VisitBand(Band& b, V& v) {

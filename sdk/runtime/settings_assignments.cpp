@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
-#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -41,14 +40,12 @@ bool ParseBool(std::string_view name, std::string_view value) {
 }
 
 template <class Enum>
-Enum ParseEnum(std::string_view name, std::string_view value, std::initializer_list<const char*> names) {
-    int index = 0;
-    for (const char* candidate : names) {
-        if (value == candidate) return static_cast<Enum>(index);
-        ++index;
-    }
+Enum ParseEnum(std::string_view name, std::string_view value) {
+    const auto& names = EnumNames<Enum>::names;
+    for (size_t index = 0; index < names.size(); ++index)
+        if (value == names[index]) return static_cast<Enum>(index);
     std::string valid;
-    for (const char* candidate : names) valid += (valid.empty() ? "" : ", ") + std::string(candidate);
+    for (std::string_view candidate : names) valid += (valid.empty() ? "" : ", ") + std::string(candidate);
     ThrowUsage(name, " = '", value, "' is unknown: valid are ", valid);
 }
 
@@ -96,13 +93,13 @@ const std::pair<const char*, Setter>* FindTopLevel(std::string_view name) {
         {"expander.releaseMs", Number([](Settings& s) -> double& { return s.expander.releaseMs; })},
         {"detector.mode",
          [](Settings& s, std::string_view n, std::string_view v) {
-             s.detector.mode = ParseEnum<DetectorMode>(n, v, {"peak", "average"});
+             s.detector.mode = ParseEnum<DetectorMode>(n, v);
          }},
         {"detector.peakDecayMs", Number([](Settings& s) -> double& { return s.detector.peakDecayMs; })},
         {"detector.averageMs", Number([](Settings& s) -> double& { return s.detector.averageMs; })},
         {"detector.filter",
          [](Settings& s, std::string_view n, std::string_view v) {
-             s.detector.filter = ParseEnum<SideChainFilter>(n, v, {"off", "highpass", "lowpass", "bandpass"});
+             s.detector.filter = ParseEnum<SideChainFilter>(n, v);
          }},
         {"detector.filterHz", Number([](Settings& s) -> double& { return s.detector.filterHz; })},
         {"detector.filterQ", Number([](Settings& s) -> double& { return s.detector.filterQ; })},
@@ -128,11 +125,9 @@ void SetBandField(EqBand& band, std::string_view field, std::string_view name, s
     if (field == "enabled")
         band.enabled = ParseBool(name, value);
     else if (field == "type")
-        band.type = ParseEnum<BandType>(name, value,
-                                        {"bell", "lowshelf", "highshelf", "highpass1", "highpass2", "lowpass1",
-                                         "lowpass2", "bandpass", "notch"});
+        band.type = ParseEnum<BandType>(name, value);
     else if (field == "placement")
-        band.placement = ParseEnum<Placement>(name, value, {"pre", "post"});
+        band.placement = ParseEnum<Placement>(name, value);
     else if (field == "frequencyHz")
         band.frequencyHz = ParseNumber(name, value);
     else if (field == "gainDb")

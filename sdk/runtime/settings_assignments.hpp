@@ -2,9 +2,9 @@
 // Python): "name=value" assignments separated by ';' or newlines, with the
 // field paths of Settings, e.g.
 //   "compressor.thresholdDb=-18; compressor.ratio=4; bands[0].enabled=on;
-//    bands[0].type=highshelf; detector.mode=average; channelGroups=0,0,1"
+//    bands[0].type=HighShelf; detector.mode=Average; channelGroups=0,0,1"
 // Numbers as C reads them ("inf" too); booleans as 1/0, true/false, on/off;
-// enums by lower-case name; channelGroups as a comma list or "default".
+// enums by the enumerator's name, as in presets; channelGroups as a comma list or "default".
 #pragma once
 
 #include <string_view>

@@ -9,10 +9,10 @@
  *   compressor.{thresholdDb, ratio, kneeDb, attackMs, releaseMs, maxReductionDb, makeupDb}
  *   expander.{thresholdDb, ratio, kneeDb, rangeDb, gate, gateThresholdDb, hysteresisDb,
  *             holdMs, attackMs, releaseMs}
- *   detector.{mode (peak|average), peakDecayMs, averageMs,
- *             filter (off|highpass|lowpass|bandpass), filterHz, filterQ, externalKey, keyListen}
- *   bands[0..7].{enabled, type (bell|lowshelf|highshelf|highpass1|highpass2|lowpass1|lowpass2|
- *             bandpass|notch), placement (pre|post), frequencyHz, gainDb, q}
+ *   detector.{mode (Peak|Average), peakDecayMs, averageMs,
+ *             filter (Off|HighPass|LowPass|BandPass), filterHz, filterQ, externalKey, keyListen}
+ *   bands[0..7].{enabled, type (Bell|LowShelf|HighShelf|HighPass1|HighPass2|LowPass1|LowPass2|
+ *             BandPass|Notch), placement (PreDynamics|PostDynamics), frequencyHz, gainDb, q}
  *   channelGroups (comma list of group slots, or "default"), inputMeterTrimDb, bypass, smoothingMs
  * Booleans are 1/0, true/false or on/off; numbers as strtod reads them.
  *

@@ -81,6 +81,28 @@ struct Detector {
     bool keyListen = false;           // output the filtered side-chain signal
 };
 
+// The names of each enumeration's values, in enumerator order, as presets,
+// overrides and the C API spell them.
+template <class E>
+struct EnumNames;
+template <>
+struct EnumNames<BandType> {
+    static constexpr std::array<std::string_view, 9> names{"Bell",     "LowShelf", "HighShelf", "HighPass1", "HighPass2",
+                                                           "LowPass1", "LowPass2", "BandPass",  "Notch"};
+};
+template <>
+struct EnumNames<Placement> {
+    static constexpr std::array<std::string_view, 2> names{"PreDynamics", "PostDynamics"};
+};
+template <>
+struct EnumNames<DetectorMode> {
+    static constexpr std::array<std::string_view, 2> names{"Peak", "Average"};
+};
+template <>
+struct EnumNames<SideChainFilter> {
+    static constexpr std::array<std::string_view, 4> names{"Off", "HighPass", "LowPass", "BandPass"};
+};
+
 struct Settings {
     std::array<EqBand, kMaxBands> bands{};
     Compressor compressor{};

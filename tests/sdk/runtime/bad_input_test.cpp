@@ -93,7 +93,7 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_EQ(stemstrip_sdk_set(strip, "bands[9].enabled=1"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("= 9 is out of range: 0..7"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "detector.mode=loud"), -1);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("valid are peak, average"));
+    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("valid are Peak, Average"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "expander.ratio=1000"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("expander.ratio = 1000"));
 
@@ -106,7 +106,7 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_NEAR(left[15], 0.5 * kUnityBias, 1e-6);
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 17, nullptr), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("n = 17"));
-    EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; bands[0].enabled=on; bands[0].type=highshelf"), 0);
+    EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; bands[0].enabled=on; bands[0].type=HighShelf"), 0);
     EXPECT_STREQ(stemstrip_sdk_last_error(), "");
     stemstrip_sdk_destroy(strip);
 }
