@@ -9,10 +9,48 @@
 
 namespace stemstrip {
 
+// The filter memories of every channel, transposed so that channels sit in
+// lanes. The driver loads them once per call and writes them back at its end,
+// so the sub-blocks in between never gather or scatter per section.
 template <int N>
-void EQ_AlgorithmProcessFunction(const EQ_SDezipCoefs* coefs, EQ_SState* state,
-                                 const float* const* in, float* const* out, int subBlockOffset,
-                                 int sectionBegin, int sectionEnd, int blockStart) {
+struct EQ_LaneState {
+    static constexpr int W = kLanes<N>;
+    static constexpr int kLaneGroups = (N + W - 1) / W;
+    Lanes<W> z1[kLaneGroups][EQ_kMaxSections], z2[kLaneGroups][EQ_kMaxSections];
+};
+
+// Lanes past the last channel carry zeros and are never stored.
+template <int N>
+void EQ_LoadLanes(EQ_LaneState<N>& lanes, const EQ_SState* state) {
+    constexpr int W = EQ_LaneState<N>::W;
+    for (int g = 0; g < EQ_LaneState<N>::kLaneGroups; ++g) {
+        for (int k = 0; k < EQ_kMaxSections; ++k) {
+            for (int l = 0; l < W; ++l) {
+                const int c = g * W + l;
+                lanes.z1[g][k][l] = c < N ? state[c].z1[k] : 0.0f;
+                lanes.z2[g][k][l] = c < N ? state[c].z2[k] : 0.0f;
+            }
+        }
+    }
+}
+
+template <int N>
+void EQ_StoreLanes(const EQ_LaneState<N>& lanes, EQ_SState* state) {
+    constexpr int W = EQ_LaneState<N>::W;
+    for (int g = 0; g < EQ_LaneState<N>::kLaneGroups; ++g) {
+        for (int k = 0; k < EQ_kMaxSections; ++k) {
+            for (int l = 0; l < W && g * W + l < N; ++l) {
+                state[g * W + l].z1[k] = lanes.z1[g][k][l];
+                state[g * W + l].z2[k] = lanes.z2[g][k][l];
+            }
+        }
+    }
+}
+
+// One sub-block through the sections, channels in lanes W at a time.
+template <int N>
+void EQ_ProcessLanes(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, const float* const* in,
+                     float* const* out, int subBlockOffset, int sectionBegin, int sectionEnd, int blockStart) {
     const int at = blockStart + subBlockOffset;
     if (sectionBegin >= sectionEnd) {
         // An empty or inverted range passes audio through and freezes state.
@@ -25,11 +63,10 @@ void EQ_AlgorithmProcessFunction(const EQ_SDezipCoefs* coefs, EQ_SState* state,
         }
         return;
     }
-    // Channels in lanes, W at a time; lanes past the last channel carry zeros
-    // and are never stored.
-    constexpr int W = kLanes<N>;
+    constexpr int W = EQ_LaneState<N>::W;
     using V = Lanes<W>;
-    for (int base = 0; base < N; base += W) {
+    for (int g = 0; g < EQ_LaneState<N>::kLaneGroups; ++g) {
+        const int base = g * W;
         V x[kSubBlock];
         for (int j = 0; j < kSubBlock; ++j) {  // all loaded before any store
             for (int l = 0; l < W; ++l) x[j][l] = base + l < N ? in[base + l][at + j] : 0.0f;
@@ -38,21 +75,26 @@ void EQ_AlgorithmProcessFunction(const EQ_SDezipCoefs* coefs, EQ_SState* state,
             const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
             const V b0 = Splat<W>(q[0]), b1 = Splat<W>(q[1]), b2 = Splat<W>(q[2]);
             const V a1 = Splat<W>(q[3]), a2 = Splat<W>(q[4]);
-            V z1, z2;
-            for (int l = 0; l < W; ++l) {
-                z1[l] = base + l < N ? state[base + l].z1[k] : 0.0f;
-                z2[l] = base + l < N ? state[base + l].z2[k] : 0.0f;
-            }
+            V z1 = lanes.z1[g][k], z2 = lanes.z2[g][k];
             for (int j = 0; j < kSubBlock; ++j) x[j] = BiquadStep(x[j], b0, b1, b2, a1, a2, z1, z2);
-            for (int l = 0; l < W && base + l < N; ++l) {
-                state[base + l].z1[k] = z1[l];
-                state[base + l].z2[k] = z2[l];
-            }
+            lanes.z1[g][k] = z1;
+            lanes.z2[g][k] = z2;
         }
         for (int l = 0; l < W && base + l < N; ++l) {
             for (int j = 0; j < kSubBlock; ++j) out[base + l][at + j] = x[j][l];
         }
     }
+}
+
+// The stage on its own, state in and out of the host's records.
+template <int N>
+void EQ_AlgorithmProcessFunction(const EQ_SDezipCoefs* coefs, EQ_SState* state, const float* const* in,
+                                 float* const* out, int subBlockOffset, int sectionBegin, int sectionEnd,
+                                 int blockStart) {
+    EQ_LaneState<N> lanes;
+    EQ_LoadLanes(lanes, state);
+    EQ_ProcessLanes<N>(coefs, lanes, in, out, subBlockOffset, sectionBegin, sectionEnd, blockStart);
+    EQ_StoreLanes(lanes, state);
 }
 
 }  // namespace stemstrip
