@@ -134,35 +134,31 @@ std::vector<unsigned char> GuardedStrip::Mutable(bool withOutputs) const {
 
 void GuardedStrip::Seal() {
     if (revoked_) return;
-    const int ro = PROT_READ;
-    arena_.Protect(ctx_, ro);
-    arena_.Protect(inPtrs_, ro);
-    arena_.Protect(outPtrs_, ro);
-    arena_.Protect(privatePtr_, ro);
-    arena_.Protect(count_, ro);
-    arena_.Protect(key_, ro);
-    arena_.Protect(dyn_, ro);
-    arena_.Protect(eqTarget_, ro);
-    for (float* b : in_) arena_.Protect(b, ro);
+    ProtectReadOnlyBlocks(PROT_READ);
 }
 
 void GuardedStrip::Unseal() {
     revoked_ = false;
     const int rw = PROT_READ | PROT_WRITE;
-    arena_.Protect(ctx_, rw);
-    arena_.Protect(inPtrs_, rw);
-    arena_.Protect(outPtrs_, rw);
-    arena_.Protect(privatePtr_, rw);
-    arena_.Protect(count_, rw);
-    arena_.Protect(key_, rw);
-    arena_.Protect(dyn_, rw);
-    arena_.Protect(eqTarget_, rw);
-    for (float* b : in_) arena_.Protect(b, rw);
+    ProtectReadOnlyBlocks(rw);
     for (float* b : out_) arena_.Protect(b, rw);
     arena_.Protect(dynState_, rw);
     arena_.Protect(eqCoefs_, rw);
     arena_.Protect(eqState_, rw);
     arena_.Protect(private_, rw);
+}
+
+// The blocks and buffers the library only reads.
+void GuardedStrip::ProtectReadOnlyBlocks(int prot) {
+    arena_.Protect(ctx_, prot);
+    arena_.Protect(inPtrs_, prot);
+    arena_.Protect(outPtrs_, prot);
+    arena_.Protect(privatePtr_, prot);
+    arena_.Protect(count_, prot);
+    arena_.Protect(key_, prot);
+    arena_.Protect(dyn_, prot);
+    arena_.Protect(eqTarget_, prot);
+    for (float* b : in_) arena_.Protect(b, prot);
 }
 
 void GuardedStrip::RevokeAllButHeader() {

@@ -137,6 +137,8 @@ public:
     void ShareCountOf(GuardedStrip& other);
 
 private:
+    void ProtectReadOnlyBlocks(int prot);
+
     GuardedArena arena_;
     int n_, samples_, inputCount_;
     SChannelStrip_Alg_Context* ctx_;
