@@ -38,12 +38,13 @@ template <int In, int Out, int BlockSize, int Groups>
         float* outputPeaks = privateBlock + N;
         float* dynamicsRunState = privateBlock + 2 * N;
 
+        const bool gliding = !EQ_DezipIsSettled(eqCoefs, eqTarget, rate);
         EQ_LaneState<N> eqLanes;
         EQ_LoadLanes(eqLanes, eqState);
         int32_t blockStart = 0;
         do {
             for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
-                EQ_DezipStep(eqCoefs, eqTarget, rate);
+                if (gliding) EQ_DezipStep(eqCoefs, eqTarget, rate);
                 EQ_ProcessLanes<N>(eqCoefs, eqLanes, inputs, outputs, sub,
                                    eqTarget->sectionBegin[0], eqTarget->sectionEnd[0], blockStart);
                 Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, key, sub,
@@ -51,7 +52,7 @@ template <int In, int Out, int BlockSize, int Groups>
                 EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub,
                                    eqTarget->sectionBegin[1], eqTarget->sectionEnd[1], blockStart);
             }
-            EQ_DezipRefresh(eqCoefs);
+            if (gliding) EQ_DezipRefresh(eqCoefs);
             OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, inputPeaks, outputPeaks,
                                                                  ctx->dynCoefs, blockStart);
             blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB

@@ -3,6 +3,7 @@
 // state, so steps too small to move the float copy still add up.
 #pragma once
 
+#include "../numeric.h"
 #include "stemstrip.h"
 
 namespace stemstrip {
@@ -15,6 +16,23 @@ inline void EQ_DezipStep(EQ_SDezipCoefs* smoothed, const EQ_SCoefs* target, floa
         smoothed->accum[i] += static_cast<double>(step);
         smoothed->coefs[i] = static_cast<float>(smoothed->accum[i]);
     }
+}
+
+// True when one glide step would leave every bit of the smoothed set as it
+// is. Targets and rate hold for the whole call, so then no step of the call
+// moves it either, and the refresh (which rounds the same accumulators again)
+// changes nothing: a settled instance skips both. Deciding by running the
+// step itself keeps the test exact for every value, NaN, infinity and signed
+// zero included.
+inline bool EQ_DezipIsSettled(const EQ_SDezipCoefs* smoothed, const EQ_SCoefs* target, float rate) {
+    bool moved = false;
+    for (int i = 0; i < EQ_kCoefCount; ++i) {
+        const float step = (target->coefs[i] - smoothed->coefs[i]) * rate;
+        const double accum = smoothed->accum[i] + static_cast<double>(step);
+        moved |= __builtin_bit_cast(uint64_t, accum) != __builtin_bit_cast(uint64_t, smoothed->accum[i]);
+        moved |= FloatBits(static_cast<float>(accum)) != FloatBits(smoothed->coefs[i]);
+    }
+    return !moved;
 }
 
 inline void EQ_DezipRefresh(EQ_SDezipCoefs* smoothed) {
