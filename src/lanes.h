@@ -70,9 +70,11 @@ using IntLanes = typename LaneInts<T>::Int;
 template <typename T>
 using UintLanes = typename LaneInts<T>::Uint;
 
-template <typename T>
-inline T Broadcast(float v) {
-    if constexpr (kIsScalar<T>) {
+// A value in every lane; lanes already of type T are taken as they are, so
+// formulas read coefficients alike from one block or one block per lane.
+template <typename T, typename C>
+inline T Broadcast(C v) {
+    if constexpr (__is_same(C, T)) {
         return v;
     } else {
         return Splat<kWidth<T>>(v);
@@ -89,9 +91,10 @@ inline To ConvertLanes(From v) {
     }
 }
 
-template <typename T>
-inline float LaneOf(const T& v, int lane) {
-    if constexpr (kIsScalar<T>) {
+// One lane of v as S, or all of v when S is its own type.
+template <typename S = float, typename T>
+inline S LaneOf(const T& v, int lane) {
+    if constexpr (__is_same(S, T)) {
         return v;
     } else {
         return v[lane];
@@ -117,6 +120,28 @@ inline T Lookup(const float* table, UintLanes<T> index) {
         T result{};
         for (int l = 0; l < Active; ++l) result[l] = table[index[l]];
         return result;
+    }
+}
+
+template <typename V>
+    requires(!__is_same(V, float))
+inline V Abs(V v) {
+    return (V)((UintLanes<V>)v & 0x7FFFFFFFu);
+}
+
+// Four samples from each of W buffers into four lane vectors (sample j of
+// buffer l in lane l of x[j]), and back.
+template <int W>
+inline void GatherSubBlock(Lanes<W>* x, const float* const* buffers, int at) {
+    for (int j = 0; j < kSubBlock; ++j) {
+        for (int l = 0; l < W; ++l) x[j][l] = buffers[l][at + j];
+    }
+}
+
+template <int W>
+inline void ScatterSubBlock(const Lanes<W>* x, float* const* buffers, int at) {
+    for (int l = 0; l < W; ++l) {
+        for (int j = 0; j < kSubBlock; ++j) buffers[l][at + j] = x[j][l];
     }
 }
 

@@ -52,7 +52,7 @@ inline void RunGainComputersInLanes(const SChannelStrip_Alg_Context* ctx, float 
         StoreGainState(s, g, states[owner[g]]);
         for (int i = 0; i < kSubBlock; ++i) rows[g][i] = x[i][g];
     }
-    SharedGainMeters shared = LoadSharedGainMeters(dynamicsRunState);
+    SharedGainMeters<> shared = LoadSharedGainMeters(dynamicsRunState);
     for (int c = 0; c < N; ++c) {
         const int g = ctx->dynCoefs->channelGroup[c];
         if (owner[g] == c) RaiseGainMeters(shared, dynamicsRunState[kFirstChannelMeter + c], meterInputs, g);

@@ -22,8 +22,8 @@ inline T SmoothTowards(T value, T target, T t) {
     return Fma(target - value, t, value);
 }
 
-template <typename T>
-inline T CompressorCurve(const Dyn_SCoefsBlock& k, T level) {
+template <typename T, typename K>
+inline T CompressorCurve(const K& k, T level) {
     const T straight = (level - k.compThresholdDb) * k.compSlope;
     const T knee = Fma(Broadcast<T>(k.compKneeB), level, k.compKneeA * (level * level)) + k.compKneeC;
     return level > k.compKneeTopDb ? straight : level > k.compKneeBottomDb ? knee : Broadcast<T>(0.0f);
@@ -31,8 +31,8 @@ inline T CompressorCurve(const Dyn_SCoefsBlock& k, T level) {
 
 // The knee polynomial's grouping differs for the last sample of the four;
 // results depend on it, so it is kept.
-template <typename T>
-inline T ExpanderCurve(const Dyn_SCoefsBlock& k, T level, bool lastSample) {
+template <typename T, typename K>
+inline T ExpanderCurve(const K& k, T level, bool lastSample) {
     const T straight = (level - k.expThresholdDb) * k.expSlope;
     const T square = level * level;
     const T knee = lastSample ? Fma(Broadcast<T>(k.expKneeB), level, k.expKneeA * square) + k.expKneeC
@@ -95,11 +95,22 @@ struct GainMeterInputs {
     T compReductionPeak, expReductionPeak, gainPeak;
 };
 
+// The hold reload: the count goes through float and back, truncated.
+template <typename T, typename I>
+inline UintLanes<T> HoldReload(I holdSamples) {
+    if constexpr (__is_same(I, int32_t)) {
+        return UintLanes<T>{} + static_cast<uint32_t>(TruncToInt32(static_cast<float>(holdSamples)));
+    } else {
+        return (UintLanes<T>)TruncToInt32(ConvertLanes<T>(holdSamples));
+    }
+}
+
 // Four detector samples x in, four output gain factors out, for one group or
 // one group per lane (the first Active lanes in use); the state advances by
-// four samples.
-template <typename T, int Active = kWidth<T>>
-[[gnu::always_inline]] inline void ComputeGains(const Dyn_SCoefsBlock& k, T t, GainState<T>& s, T* x,
+// four samples. K is the coefficient block shared by all lanes, or a record
+// of the same fields with one block per lane.
+template <typename T, int Active = kWidth<T>, typename K>
+[[gnu::always_inline]] inline void ComputeGains(const K& k, T t, GainState<T>& s, T* x,
                                                 GainMeterInputs<T>& out) {
     constexpr int S = kSubBlock;
     using Mask = decltype(T{} > T{});
@@ -123,7 +134,7 @@ template <typename T, int Active = kWidth<T>>
     s.levelOut = filtered[S - 1];
     s.peakEnvelope = envelope;
 
-    const bool peakMode = k.detectorMode < 1;
+    const auto peakMode = k.detectorMode < 1;
     T compTarget[S], expCurve[S], level[S];
     for (int i = 0; i < S; ++i) {
         out.detector[i] = peakMode ? peak[i] : filtered[i];
@@ -136,8 +147,7 @@ template <typename T, int Active = kWidth<T>>
     T comp = s.compGainDb, expand = s.expGainDb;
     Mask open = s.gateOpen > 0;
     UintLanes<T> hold = s.holdCounter;
-    const UintLanes<T> holdReload =
-        UintLanes<T>{} + static_cast<uint32_t>(TruncToInt32(static_cast<float>(k.holdSamples)));
+    const UintLanes<T> holdReload = HoldReload<T>(k.holdSamples);
     const T compAttack = Broadcast<T>(k.compAttackCoef), compRelease = Broadcast<T>(k.compReleaseCoef);
     const T expAttack = Broadcast<T>(k.expAttackCoef), expRelease = Broadcast<T>(k.expReleaseCoef);
     const T gateClose = Broadcast<T>(k.gateCloseThresholdDb), gateOpen = Broadcast<T>(k.gateOpenThresholdDb);
@@ -178,38 +188,37 @@ template <typename T, int Active = kWidth<T>>
 }
 
 // The meters all groups of an instance share, held in registers while the
-// groups raise them in turn.
+// groups raise them in turn (S = float), or one instance's per lane.
+template <typename S = float>
 struct SharedGainMeters {
-    float detector, gain, compReduction, expReduction;
+    S detector, gain, compReduction, expReduction;
 };
 
-inline SharedGainMeters LoadSharedGainMeters(const float* m) {
+inline SharedGainMeters<> LoadSharedGainMeters(const float* m) {
     return {m[kMeterDetector], m[kMeterGain], m[kMeterCompReduction], m[kMeterExpReduction]};
 }
 
-inline void StoreSharedGainMeters(const SharedGainMeters& shared, float* m) {
+inline void StoreSharedGainMeters(const SharedGainMeters<>& shared, float* m) {
     m[kMeterDetector] = shared.detector;
     m[kMeterGain] = shared.gain;
     m[kMeterCompReduction] = shared.compReduction;
     m[kMeterExpReduction] = shared.expReduction;
 }
 
-// Raises the meters by one group's call (one lane of a lane vector). The
-// retained gain and its detector value depend on the sample order; the rare
-// update stays a branch, which costs nothing while not taken.
-template <typename T>
-inline void RaiseGainMeters(SharedGainMeters& shared, float& groupMeter, const GainMeterInputs<T>& in,
-                            int lane) {
+// Raises the meters by one group's call: one lane of a lane vector (S =
+// float), or every lane at once when each lane is an instance of its own (S =
+// T). The retained gain and its detector value depend on the sample order.
+template <typename S, typename T>
+inline void RaiseGainMeters(SharedGainMeters<S>& shared, S& groupMeter, const GainMeterInputs<T>& in, int lane) {
     for (int i = 0; i < kSubBlock; ++i) {
-        const float gain = LaneOf(in.gain[i], lane), detector = LaneOf(in.detector[i], lane);
-        if (gain > shared.gain || (shared.gain == 0.0f && detector > shared.detector)) {
-            shared.gain = gain;
-            shared.detector = detector;
-        }
+        const S gain = LaneOf<S>(in.gain[i], lane), detector = LaneOf<S>(in.detector[i], lane);
+        const auto raise = (gain > shared.gain) | ((shared.gain == 0.0f) & (detector > shared.detector));
+        shared.gain = raise ? gain : shared.gain;
+        shared.detector = raise ? detector : shared.detector;
     }
-    KeepMax(shared.compReduction, LaneOf(in.compReductionPeak, lane));
-    KeepMax(shared.expReduction, LaneOf(in.expReductionPeak, lane));
-    KeepMax(groupMeter, LaneOf(in.gainPeak, lane));
+    KeepMax(shared.compReduction, LaneOf<S>(in.compReductionPeak, lane));
+    KeepMax(shared.expReduction, LaneOf<S>(in.expReductionPeak, lane));
+    KeepMax(groupMeter, LaneOf<S>(in.gainPeak, lane));
 }
 
 template <int Samples>
@@ -225,7 +234,7 @@ inline void ProcessAudioGain<4>(float* x, Dyn_SState* state, const SChannelStrip
     GainMeterInputs<float> meterInputs;
     ComputeGains(*ctx->dynCoefs, t, s, x, meterInputs);
     StoreGainState(s, 0, *state);
-    SharedGainMeters shared = LoadSharedGainMeters(dynamicsRunState);
+    SharedGainMeters<> shared = LoadSharedGainMeters(dynamicsRunState);
     RaiseGainMeters(shared, dynamicsRunState[slot], meterInputs, 0);
     StoreSharedGainMeters(shared, dynamicsRunState);
 }

@@ -47,6 +47,15 @@ void EQ_StoreLanes(const EQ_LaneState<N>& lanes, EQ_SState* state) {
     }
 }
 
+// Four samples of every lane through one section.
+template <typename V>
+inline void EQ_SectionSubBlock(V* x, V b0, V b1, V b2, V a1, V a2, V& z1, V& z2) {
+    V m1 = z1, m2 = z2;
+    for (int j = 0; j < kSubBlock; ++j) x[j] = BiquadStep(x[j], b0, b1, b2, a1, a2, m1, m2);
+    z1 = m1;
+    z2 = m2;
+}
+
 // One sub-block through the sections, channels in lanes W at a time.
 template <int N>
 void EQ_ProcessLanes(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, const float* const* in,
@@ -75,10 +84,7 @@ void EQ_ProcessLanes(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, const 
             const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
             const V b0 = Splat<W>(q[0]), b1 = Splat<W>(q[1]), b2 = Splat<W>(q[2]);
             const V a1 = Splat<W>(q[3]), a2 = Splat<W>(q[4]);
-            V z1 = lanes.z1[g][k], z2 = lanes.z2[g][k];
-            for (int j = 0; j < kSubBlock; ++j) x[j] = BiquadStep(x[j], b0, b1, b2, a1, a2, z1, z2);
-            lanes.z1[g][k] = z1;
-            lanes.z2[g][k] = z2;
+            EQ_SectionSubBlock(x, b0, b1, b2, a1, a2, lanes.z1[g][k], lanes.z2[g][k]);
         }
         for (int l = 0; l < W && base + l < N; ++l) {
             for (int j = 0; j < kSubBlock; ++j) out[base + l][at + j] = x[j][l];

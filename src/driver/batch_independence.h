@@ -1,0 +1,125 @@
+// Whether instances of one call may run side by side: none of them may write
+// memory that another reads or writes, or the result would depend on the
+// order. Every byte an instance touches in a call is listed as a range: the
+// blocks it writes (output buffers up to the rounded-up sample count, the
+// state blocks, the private block) and everything it reads (input and key
+// buffers, coefficient blocks, the two integers, the context and its pointer
+// arrays, its cell of the call's array).
+#pragma once
+
+#include <stdint.h>
+
+#include "stemstrip.h"
+
+namespace stemstrip {
+
+struct BatchMember {
+    SChannelStrip_Alg_Context* const* cell;  // its place in the call's array
+    SChannelStrip_Alg_Context* ctx;
+    const float* key;
+    int32_t keyIndex;
+    int64_t blocks;  // 16-sample blocks of this call
+};
+
+// Every range an instance touches in a call, its writes first. A range that
+// is not touched (no key) is empty and overlaps nothing.
+template <int N>
+struct TouchedRanges {
+    static constexpr int kWrites = N + 4;
+    static constexpr int kCapacity = kWrites + N + 16;
+    uintptr_t begin[kCapacity], end[kCapacity];
+    int count;
+    uintptr_t writeBegin, writeEnd;  // the hull of the writes
+};
+
+template <int N>
+inline void ListTouched(const BatchMember& m, TouchedRanges<N>& r) {
+    const SChannelStrip_Alg_Context& ctx = *m.ctx;
+    const uint64_t bufferBytes = static_cast<uint64_t>(m.blocks) * 16 * sizeof(float);
+    int n = 0;
+    auto add = [&](const void* p, uint64_t bytes) {
+        r.begin[n] = reinterpret_cast<uintptr_t>(p);
+        r.end[n] = r.begin[n] + bytes;
+        ++n;
+    };
+    for (int c = 0; c < N; ++c) add(ctx.outputs[c], bufferBytes);
+    add(ctx.dynState, N * sizeof(Dyn_SState));
+    add(ctx.eqCoefs, sizeof(EQ_SDezipCoefs));
+    add(ctx.eqState, N * sizeof(EQ_SState));
+    add(*ctx.privateState, (3 * N + 4) * sizeof(float));
+    for (int c = 0; c < N; ++c) add(ctx.inputs[c], bufferBytes);
+    add(m.key, m.key != nullptr ? bufferBytes : 0);
+    add(ctx.inputs + m.keyIndex, m.keyIndex != 0 ? sizeof(float*) : 0);
+    add(m.cell, sizeof *m.cell);
+    add(m.ctx, sizeof ctx);
+    add(ctx.inputs, N * sizeof(float*));
+    add(ctx.outputs, N * sizeof(float*));
+    add(ctx.sideChainIndex, sizeof(int32_t));
+    add(ctx.sampleCount, sizeof(int32_t));
+    add(ctx.privateState, sizeof(float*));
+    add(ctx.dynCoefs, sizeof(Dyn_SCoefsBlock));
+    add(ctx.eqTarget, sizeof(EQ_SCoefs));
+    r.count = n;
+    r.writeBegin = r.begin[0];
+    r.writeEnd = r.end[0];
+    for (int w = 1; w < TouchedRanges<N>::kWrites; ++w) {
+        r.writeBegin = r.begin[w] < r.writeBegin ? r.begin[w] : r.writeBegin;
+        r.writeEnd = r.end[w] > r.writeEnd ? r.end[w] : r.writeEnd;
+    }
+}
+
+inline bool Overlap(uintptr_t aBegin, uintptr_t aEnd, uintptr_t bBegin, uintptr_t bEnd) {
+    return (aBegin < bEnd) & (bBegin < aEnd);
+}
+
+// Within one instance each stage reads its samples before it writes them,
+// sub-block by sub-block, while the output stage of a lone instance goes
+// sample by sample: both orders agree unless an output buffer partly
+// overlaps another audio buffer of the instance. Buffers that coincide (in
+// place) are fine.
+template <int N>
+inline bool OwnAudioIsSeparate(const BatchMember& m) {
+    const uint64_t bufferBytes = static_cast<uint64_t>(m.blocks) * 16 * sizeof(float);
+    uintptr_t audio[2 * N];
+    for (int c = 0; c < N; ++c) audio[c] = reinterpret_cast<uintptr_t>(m.ctx->outputs[c]);
+    for (int c = 0; c < N; ++c) audio[N + c] = reinterpret_cast<uintptr_t>(m.ctx->inputs[c]);
+    bool clash = false;
+    for (int w = 0; w < N; ++w) {
+        for (int a = 0; a < 2 * N; ++a) {
+            clash |= Overlap(audio[w], audio[w] + bufferBytes, audio[a], audio[a] + bufferBytes) &
+                     (audio[w] != audio[a]);
+        }
+    }
+    return !clash;
+}
+
+// True when no member writes a byte that another member touches. Each range
+// of the others is first tested against the hull of a member's writes; only
+// the rare range inside it is tested against the writes themselves, so
+// instances that keep their state apart cost a test per range.
+template <int N, int MaxMembers>
+inline bool MembersAreIndependent(const BatchMember* members, int count) {
+    using Ranges = TouchedRanges<N>;
+    Ranges touched[MaxMembers];
+    for (int i = 0; i < count; ++i) ListTouched<N>(members[i], touched[i]);
+    for (int i = 0; i < count; ++i) {
+        const Ranges& writer = touched[i];
+        for (int j = 0; j < count; ++j) {
+            if (j == i) continue;
+            const Ranges& other = touched[j];
+            bool nearHull = false;
+            for (int a = 0; a < other.count; ++a) {
+                nearHull |= Overlap(writer.writeBegin, writer.writeEnd, other.begin[a], other.end[a]);
+            }
+            if (!nearHull) continue;
+            for (int a = 0; a < other.count; ++a) {
+                for (int w = 0; w < Ranges::kWrites; ++w) {
+                    if (Overlap(writer.begin[w], writer.end[w], other.begin[a], other.end[a])) return false;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace stemstrip

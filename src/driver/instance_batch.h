@@ -1,0 +1,180 @@
+// Mono and stereo instances leave most vector lanes idle, so consecutive
+// instances of one call run side by side, one instance per lane, for the
+// blocks they have in common; each then finishes its own remaining blocks
+// alone. Every lane does exactly what its instance does alone, and a batch
+// is only formed from instances that share no written memory, so the result
+// is that of array order.
+#pragma once
+
+#include "../dynamics/dyn_coef_lanes.h"
+#include "../dynamics/gain_computer.h"
+#include "../eq/eq_dezip.h"
+#include "../eq/eq_instance_lanes.h"
+#include "../output/output_meter_lanes.h"
+#include "batch_independence.h"
+
+namespace stemstrip {
+
+// Instances per batch: one per lane of a full vector, for the formats with a
+// single group; one (no batching) elsewhere and in the one-lane build.
+template <int N, int G>
+inline constexpr int kBatchLanes = N <= 2 && G == 1 ? kLanes<8> : 1;
+
+// Fewer instances than this run faster one after another (measured).
+template <int N>
+inline constexpr int kMinBatch = N == 1 ? 2 : 3;
+
+// An instance joins a batch when it will be processed (count above 0), its
+// EQ glide is settled (coefficients hold for the call), its channels form the
+// one group, and its audio buffers meet the batch's ordering. The key index,
+// key pointer and count are read as a lone instance reads them.
+template <int N>
+inline bool AdmitToBatch(SChannelStrip_Alg_Context* const* cell, BatchMember& m) {
+    SChannelStrip_Alg_Context* ctx = *cell;
+    const int32_t keyIndex = *ctx->sideChainIndex;
+    const float* key = keyIndex != 0 ? ctx->inputs[keyIndex] : nullptr;
+    const int32_t sampleCount = *ctx->sampleCount;
+    if (sampleCount < 1) return false;
+    for (int c = 0; c < N; ++c) {
+        if (ctx->dynCoefs->channelGroup[c] != 0) return false;
+    }
+    if (!EQ_DezipIsSettled(ctx->eqCoefs, ctx->eqTarget, ctx->dynState[0].dezipRate)) return false;
+    m = {cell, ctx, key, keyIndex, (static_cast<int64_t>(sampleCount) + 15) / 16};
+    return OwnAudioIsSeparate<N>(m);
+}
+
+// Everything the lanes carry from block to block, loaded from the members'
+// records at the start and stored back at the end. Lanes past the batch
+// repeat its first member: they compute exactly what that lane computes and
+// write the same values to the same places, and are never stored back.
+template <int N, int W>
+struct StripLanes {
+    using V = Lanes<W>;
+    const float* inputs[N][W];
+    float* outputs[N][W];
+    const float* detectorSource[N][W];
+    EQ_InstanceLanes<W> eq;
+    V eqZ1[N][EQ_kMaxSections], eqZ2[N][EQ_kMaxSections];
+    DynCoefLanes<V> dyn;
+    V rate;
+    V detectorZ1[N], detectorZ2[N];
+    GainState<V> gain;
+    SharedGainMeters<V> shared;
+    V groupMeter;
+    V inputPeaks[N], outputPeaks[N];
+    bool anyBypassed;
+};
+
+template <int N, int W>
+inline void LoadStripLane(StripLanes<N, W>& s, int l, const BatchMember& m) {
+    const SChannelStrip_Alg_Context& ctx = *m.ctx;
+    const Dyn_SCoefsBlock& k = *ctx.dynCoefs;
+    const float* privateBlock = *ctx.privateState;
+    const float* runState = privateBlock + 2 * N;
+    const bool useKey = k.keySource == 1 && m.key != nullptr;
+    EQ_LoadInstanceLane(s.eq, l, ctx.eqCoefs, ctx.eqTarget);
+    LoadDynCoefLane(s.dyn, l, k);
+    s.rate[l] = ctx.dynState[0].dezipRate;
+    LoadGainState(s.gain, l, ctx.dynState[0]);
+    s.shared.detector[l] = runState[kMeterDetector];
+    s.shared.gain[l] = runState[kMeterGain];
+    s.shared.compReduction[l] = runState[kMeterCompReduction];
+    s.shared.expReduction[l] = runState[kMeterExpReduction];
+    s.groupMeter[l] = runState[kFirstChannelMeter];
+    for (int c = 0; c < N; ++c) {
+        s.inputs[c][l] = ctx.inputs[c];
+        s.outputs[c][l] = ctx.outputs[c];
+        s.detectorSource[c][l] = useKey ? m.key : ctx.outputs[c];
+        for (int section = 0; section < EQ_kMaxSections; ++section) {
+            s.eqZ1[c][section][l] = ctx.eqState[c].z1[section];
+            s.eqZ2[c][section][l] = ctx.eqState[c].z2[section];
+        }
+        s.detectorZ1[c][l] = ctx.dynState[c].detFilterZ1;
+        s.detectorZ2[c][l] = ctx.dynState[c].detFilterZ2;
+        s.inputPeaks[c][l] = privateBlock[c];
+        s.outputPeaks[c][l] = privateBlock[N + c];
+    }
+}
+
+template <int N, int W>
+inline void StoreStripLane(const StripLanes<N, W>& s, int l, const BatchMember& m) {
+    const SChannelStrip_Alg_Context& ctx = *m.ctx;
+    float* privateBlock = *ctx.privateState;
+    float* runState = privateBlock + 2 * N;
+    StoreGainState(s.gain, l, ctx.dynState[0]);
+    runState[kMeterDetector] = s.shared.detector[l];
+    runState[kMeterGain] = s.shared.gain[l];
+    runState[kMeterCompReduction] = s.shared.compReduction[l];
+    runState[kMeterExpReduction] = s.shared.expReduction[l];
+    for (int c = 0; c < N; ++c) {
+        for (int section = 0; section < EQ_kMaxSections; ++section) {
+            ctx.eqState[c].z1[section] = s.eqZ1[c][section][l];
+            ctx.eqState[c].z2[section] = s.eqZ2[c][section][l];
+        }
+        ctx.dynState[c].detFilterZ1 = s.detectorZ1[c][l];
+        ctx.dynState[c].detFilterZ2 = s.detectorZ2[c][l];
+        privateBlock[c] = s.inputPeaks[c][l];
+        privateBlock[N + c] = s.outputPeaks[c][l];
+        runState[kFirstChannelMeter + c] = s.groupMeter[l];  // every channel mirrors the one group
+    }
+}
+
+// One sub-block of every lane: pre-EQ, dynamics, post-EQ, through memory in
+// the order a lone instance uses, so in-place buffers and a key that is one of
+// the instance's own channels read what they would alone.
+template <int N, int W>
+inline void ProcessSubBlockInLanes(StripLanes<N, W>& s, int at) {
+    using V = Lanes<W>;
+    V x[N][kSubBlock];
+    for (int c = 0; c < N; ++c) GatherSubBlock<W>(x[c], s.inputs[c], at);
+    for (int c = 0; c < N; ++c) EQ_RunInstanceLanes(s.eq, 0, x[c], s.eqZ1[c], s.eqZ2[c]);
+    for (int c = 0; c < N; ++c) ScatterSubBlock<W>(x[c], s.outputs[c], at);
+
+    const DynCoefLanes<V>& k = s.dyn;
+    V sideChain[N][kSubBlock], row[kSubBlock] = {};
+    for (int c = 0; c < N; ++c) {
+        GatherSubBlock<W>(sideChain[c], s.detectorSource[c], at);
+        for (int i = 0; i < kSubBlock; ++i) {
+            sideChain[c][i] = BiquadStep(sideChain[c][i], k.detFilterB0, k.detFilterB1, k.detFilterB2,
+                                         k.detFilterA1, k.detFilterA2, s.detectorZ1[c], s.detectorZ2[c]);
+            KeepMax(row[i], Abs(sideChain[c][i]));
+        }
+    }
+    GainMeterInputs<V> meterInputs;
+    ComputeGains<V>(k, s.rate, s.gain, row, meterInputs);
+    RaiseGainMeters(s.shared, s.groupMeter, meterInputs, 0);
+    const IntLanes<V> listen = k.keyListen != 0;
+    for (int c = 0; c < N; ++c) {
+        V y[kSubBlock];
+        GatherSubBlock<W>(y, s.outputs[c], at);
+        for (int i = 0; i < kSubBlock; ++i) y[i] = listen ? sideChain[c][i] : y[i] * row[i];
+        ScatterSubBlock<W>(y, s.outputs[c], at);
+    }
+
+    for (int c = 0; c < N; ++c) GatherSubBlock<W>(x[c], s.outputs[c], at);
+    for (int c = 0; c < N; ++c) EQ_RunInstanceLanes(s.eq, 1, x[c], s.eqZ1[c], s.eqZ2[c]);
+    for (int c = 0; c < N; ++c) ScatterSubBlock<W>(x[c], s.outputs[c], at);
+}
+
+// The first `blocks` blocks of every member, side by side.
+template <int N, int BlockSize, int W>
+[[gnu::noinline]] void ProcessBlocksInLanes(const BatchMember* members, int count, int64_t blocks) {
+    StripLanes<N, W> s;
+    for (int l = 0; l < W; ++l) LoadStripLane(s, l, members[l < count ? l : 0]);
+    EQ_FinishInstanceLanes(s.eq);
+    const IntLanes<Lanes<W>> bypassed = s.dyn.bypass >= 1;
+    s.anyBypassed = false;
+    for (int l = 0; l < W; ++l) s.anyBypassed |= bypassed[l] != 0;
+
+    for (int64_t block = 0; block < blocks; ++block) {
+        const int blockStart = static_cast<int>(block * BlockSize);
+        for (int sub = 0; sub < BlockSize; sub += kSubBlock) ProcessSubBlockInLanes(s, blockStart + sub);
+        for (int c = 0; c < N; ++c) {
+            OutputMeters_InstanceLanes<W, BlockSize>(s.inputs[c], s.outputs[c], s.inputPeaks[c], s.outputPeaks[c],
+                                                     s.dyn.inputMeterGain, bypassed, s.anyBypassed, blockStart);
+        }
+    }
+    for (int l = 0; l < count; ++l) StoreStripLane(s, l, members[l]);
+}
+
+}  // namespace stemstrip
