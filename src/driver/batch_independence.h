@@ -23,13 +23,24 @@ struct BatchMember {
 
 // Every range an instance touches in a call, its writes first. A range that
 // is not touched (no key) is empty and overlaps nothing.
+// Addresses as signed 64-bit lanes, four to a vector: user-space addresses
+// stay far below 2^63, so signed comparisons order them.
+typedef int64_t AddressLanes __attribute__((vector_size(32)));
+inline constexpr int kAddressLanes = 4;
+
 template <int N>
 struct TouchedRanges {
     static constexpr int kWrites = N + 4;
-    static constexpr int kCapacity = kWrites + N + 16;
-    uintptr_t begin[kCapacity], end[kCapacity];
-    int count;
-    uintptr_t writeBegin, writeEnd;  // the hull of the writes
+    static constexpr int kCount = kWrites + N + 11;
+    static constexpr int kVectors = (kCount + kAddressLanes - 1) / kAddressLanes;
+    union {
+        int64_t begin[kVectors * kAddressLanes];
+        AddressLanes beginLanes[kVectors];
+    };
+    union {
+        int64_t end[kVectors * kAddressLanes];
+        AddressLanes endLanes[kVectors];
+    };
 };
 
 template <int N>
@@ -38,8 +49,8 @@ inline void ListTouched(const BatchMember& m, TouchedRanges<N>& r) {
     const uint64_t bufferBytes = static_cast<uint64_t>(m.blocks) * 16 * sizeof(float);
     int n = 0;
     auto add = [&](const void* p, uint64_t bytes) {
-        r.begin[n] = reinterpret_cast<uintptr_t>(p);
-        r.end[n] = r.begin[n] + bytes;
+        r.begin[n] = bytes != 0 ? static_cast<int64_t>(reinterpret_cast<uintptr_t>(p)) : 0;
+        r.end[n] = r.begin[n] + static_cast<int64_t>(bytes);
         ++n;
     };
     for (int c = 0; c < N; ++c) add(ctx.outputs[c], bufferBytes);
@@ -59,16 +70,11 @@ inline void ListTouched(const BatchMember& m, TouchedRanges<N>& r) {
     add(ctx.privateState, sizeof(float*));
     add(ctx.dynCoefs, sizeof(Dyn_SCoefsBlock));
     add(ctx.eqTarget, sizeof(EQ_SCoefs));
-    r.count = n;
-    r.writeBegin = r.begin[0];
-    r.writeEnd = r.end[0];
-    for (int w = 1; w < TouchedRanges<N>::kWrites; ++w) {
-        r.writeBegin = r.begin[w] < r.writeBegin ? r.begin[w] : r.writeBegin;
-        r.writeEnd = r.end[w] > r.writeEnd ? r.end[w] : r.writeEnd;
-    }
+    while (n < TouchedRanges<N>::kVectors * kAddressLanes) add(nullptr, 0);
 }
 
-inline bool Overlap(uintptr_t aBegin, uintptr_t aEnd, uintptr_t bBegin, uintptr_t bEnd) {
+template <typename T>
+inline auto Overlap(T aBegin, T aEnd, T bBegin, T bEnd) {
     return (aBegin < bEnd) & (bBegin < aEnd);
 }
 
@@ -93,33 +99,30 @@ inline bool OwnAudioIsSeparate(const BatchMember& m) {
     return !clash;
 }
 
-// True when no member writes a byte that another member touches. Each range
-// of the others is first tested against the hull of a member's writes; only
-// the rare range inside it is tested against the writes themselves, so
-// instances that keep their state apart cost a test per range.
+// True when no member writes a byte that another member touches: every
+// write range of each member against every range of the others, without
+// branches, so the compiler runs the comparisons four or eight at a time.
 template <int N, int MaxMembers>
 inline bool MembersAreIndependent(const BatchMember* members, int count) {
     using Ranges = TouchedRanges<N>;
     Ranges touched[MaxMembers];
     for (int i = 0; i < count; ++i) ListTouched<N>(members[i], touched[i]);
+    AddressLanes clash{};
     for (int i = 0; i < count; ++i) {
-        const Ranges& writer = touched[i];
         for (int j = 0; j < count; ++j) {
             if (j == i) continue;
-            const Ranges& other = touched[j];
-            bool nearHull = false;
-            for (int a = 0; a < other.count; ++a) {
-                nearHull |= Overlap(writer.writeBegin, writer.writeEnd, other.begin[a], other.end[a]);
-            }
-            if (!nearHull) continue;
-            for (int a = 0; a < other.count; ++a) {
-                for (int w = 0; w < Ranges::kWrites; ++w) {
-                    if (Overlap(writer.begin[w], writer.end[w], other.begin[a], other.end[a])) return false;
+            for (int w = 0; w < Ranges::kWrites; ++w) {
+                const AddressLanes begin = AddressLanes{} + touched[i].begin[w];
+                const AddressLanes end = AddressLanes{} + touched[i].end[w];
+                for (int v = 0; v < Ranges::kVectors; ++v) {
+                    clash |= Overlap(begin, end, touched[j].beginLanes[v], touched[j].endLanes[v]);
                 }
             }
         }
     }
-    return true;
+    int64_t any = 0;
+    for (int l = 0; l < kAddressLanes; ++l) any |= clash[l];
+    return any == 0;
 }
 
 }  // namespace stemstrip
