@@ -25,14 +25,15 @@ inline void EQ_DezipStep(EQ_SDezipCoefs* smoothed, const EQ_SCoefs* target, floa
 // step itself keeps the test exact for every value, NaN, infinity and signed
 // zero included.
 inline bool EQ_DezipIsSettled(const EQ_SDezipCoefs* smoothed, const EQ_SCoefs* target, float rate) {
-    bool moved = false;
+    uint64_t accumChanges = 0;  // bit differences, OR-ed so the loop runs in vectors
+    uint32_t coefChanges = 0;
     for (int i = 0; i < EQ_kCoefCount; ++i) {
         const float step = (target->coefs[i] - smoothed->coefs[i]) * rate;
         const double accum = smoothed->accum[i] + static_cast<double>(step);
-        moved |= __builtin_bit_cast(uint64_t, accum) != __builtin_bit_cast(uint64_t, smoothed->accum[i]);
-        moved |= FloatBits(static_cast<float>(accum)) != FloatBits(smoothed->coefs[i]);
+        accumChanges |= __builtin_bit_cast(uint64_t, accum) ^ __builtin_bit_cast(uint64_t, smoothed->accum[i]);
+        coefChanges |= FloatBits(static_cast<float>(accum)) ^ FloatBits(smoothed->coefs[i]);
     }
-    return !moved;
+    return (accumChanges | coefChanges) == 0;
 }
 
 inline void EQ_DezipRefresh(EQ_SDezipCoefs* smoothed) {
