@@ -1,6 +1,7 @@
-// stemstrip (stereo full strip, one instance) against the peer plugin chains
-// and, when the tests are part of the build, the tests' scalar model, on the
-// same programme and call sizes, in one process. Prints ns per sample per
+// stemstrip (stereo full strip, one instance per call and sixteen, as a host
+// with many tracks calls it) against the peer plugin chains and, when the
+// tests are part of the build, the tests' scalar model, on the same
+// programme and call sizes, in one process. Prints ns per sample per
 // channel (median CPU time of interleaved repetitions) and the ratio to
 // stemstrip. Usage: stemstrip_peer_table [repetitions]
 #include <lilv/lilv.h>
@@ -29,12 +30,14 @@ namespace {
 constexpr int kCallSizes[] = {16, 64, 256};
 constexpr int kMaxCall = 1024;
 constexpr int kStreamSamples = 48 * 1024;  // about one second per timed stream
+constexpr int kManyInstances = 16;
 
 struct Contender {
     std::string name;
     std::string caveat;
     peers::CallFn call;
     std::function<const float*(int channel)> output;  // of the last call
+    int instances = 1;                                 // processed per call
 };
 
 // The strip's full-strip settings on a rig of its own, processed by `process`.
@@ -46,7 +49,7 @@ Contender StripContender(std::string name, bench::StripRig& rig, const bench::Te
                 rig.Feed(programme, position);
                 process(rig);
             },
-            [&rig](int channel) { return rig.Output(0, channel); }};
+            [&rig](int channel) { return rig.Output(0, channel); }, rig.Instances()};
 }
 
 // Contenders from `firstPeer` on are the plugin chains; the last row is the
@@ -75,6 +78,13 @@ void PrintTable(const std::vector<Contender>& contenders, size_t firstPeer, cons
         std::printf("   ");
         for (size_t s = 0; s < ns.size(); ++s) std::printf(" %8.2f", fastest[s] / ns[s][0]);
         std::printf("\n");
+        for (size_t i = 1; i < firstPeer; ++i) {
+            if (contenders[i].instances == 1) continue;
+            const std::string label = "fastest peer vs " + std::to_string(contenders[i].instances) + " per call";
+            std::printf("%-32s%27s   ", label.c_str(), "");
+            for (size_t s = 0; s < ns.size(); ++s) std::printf(" %8.2f", fastest[s] / ns[s][i]);
+            std::printf("\n");
+        }
     }
     for (const Contender& c : contenders)
         if (!c.caveat.empty()) std::printf("  %s: %s\n", c.name.c_str(), c.caveat.c_str());
@@ -105,8 +115,11 @@ int main(int argc, char** argv) {
 
     const bench::StripPreset fullStrip = bench::MakePreset(bench::Preset::FullStrip, stereo);
     bench::StripRig rig(stereo, 1, kMaxCall, fullStrip);
+    bench::StripRig manyRig(stereo, kManyInstances, kMaxCall, fullStrip);
+    const auto process = [](bench::StripRig& r) { r.Process(); };
     std::vector<Contender> contenders{
-        StripContender("stemstrip (full strip)", rig, programme, [](bench::StripRig& r) { r.Process(); })};
+        StripContender("stemstrip (full strip)", rig, programme, process),
+        StripContender("stemstrip, 16 per call", manyRig, programme, process)};
 #ifdef STEMSTRIP_BENCH_WITH_MODEL
     bench::StripRig modelRig(stereo, 1, kMaxCall, fullStrip);
     contenders.push_back(StripContender("scalar model (tests)", modelRig, programme, [](bench::StripRig& r) {
@@ -137,18 +150,19 @@ int main(int argc, char** argv) {
 
     std::vector<peers::CallFn> calls;
     for (const Contender& c : contenders) calls.push_back(c.call);
+    const int channels = peers::PeerChain::kChannels;
     std::vector<std::vector<double>> nsPerSampleChannel;
     for (int size : kCallSizes) {
         const peers::StreamPlan plan{size, kStreamSamples, bench::TestSignal::kLength, repetitions};
         auto perSample = peers::InterleavedMedianNsPerSample(calls, plan);
-        for (double& v : perSample) v /= peers::PeerChain::kChannels;
+        for (size_t i = 0; i < perSample.size(); ++i) perSample[i] /= channels * contenders[i].instances;
         nsPerSampleChannel.push_back(std::move(perSample));
     }
     std::printf("stereo, 48 kHz, %d interleaved repetitions of %d samples per call size, medians of thread CPU time\n",
                 repetitions, kStreamSamples);
     std::vector<double> levelDb;
     for (const Contender& c : contenders)
-        levelDb.push_back(bench::LevelChangeDb(programme, peers::PeerChain::kChannels, 256, c.call, c.output));
+        levelDb.push_back(bench::LevelChangeDb(programme, channels, 256, c.call, c.output));
     PrintTable(contenders, firstPeer, nsPerSampleChannel, levelDb);
 
     chains.clear();
