@@ -113,7 +113,7 @@ inline void SetLane(T& v, int lane, E value) {
 // One table entry for each of the first Active lanes; the others read
 // nothing and hold 0.
 template <typename T, int Active = kWidth<T>>
-inline T Lookup(const float* table, UintLanes<T> index) {
+[[gnu::always_inline]] inline T Lookup(const float* table, UintLanes<T> index) {
     if constexpr (kIsScalar<T>) {
         return table[index];
     } else {
@@ -129,18 +129,19 @@ inline V Abs(V v) {
     return (V)((UintLanes<V>)v & 0x7FFFFFFFu);
 }
 
-// Four samples from each of W buffers into four lane vectors (sample j of
-// buffer l in lane l of x[j]), and back.
-template <int W>
+// Four samples from each of the first Count of W buffers into four lane
+// vectors (sample j of buffer l in lane l of x[j]; lanes past Count hold 0),
+// and back from the first Count lanes.
+template <int W, int Count = W>
 inline void GatherSubBlock(Lanes<W>* x, const float* const* buffers, int at) {
     for (int j = 0; j < kSubBlock; ++j) {
-        for (int l = 0; l < W; ++l) x[j][l] = buffers[l][at + j];
+        for (int l = 0; l < W; ++l) x[j][l] = l < Count ? buffers[l][at + j] : 0.0f;
     }
 }
 
-template <int W>
+template <int W, int Count = W>
 inline void ScatterSubBlock(const Lanes<W>* x, float* const* buffers, int at) {
-    for (int l = 0; l < W; ++l) {
+    for (int l = 0; l < Count; ++l) {
         for (int j = 0; j < kSubBlock; ++j) buffers[l][at + j] = x[j][l];
     }
 }

@@ -5,6 +5,7 @@
 // independent mono or stereo instances go side by side in vector lanes.
 #pragma once
 
+#include "../dynamics/channel_lanes.h"
 #include "../dynamics/channel_processing.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_sections.h"
@@ -16,6 +17,92 @@ namespace stemstrip {
 
 inline constexpr int kBlock = 16;
 
+// What one instance's call reads once, before its first block.
+struct InstanceCall {
+    SChannelStrip_Alg_Context* ctx;
+    const float* key;
+    int32_t sampleCount;
+    float rate;
+    bool gliding;  // the smoothed EQ set still moves this call
+    float* inputPeaks;
+    float* outputPeaks;
+    float* dynamicsRunState;
+};
+
+// The stages one after another through the output buffers, as they are
+// named: any channel count, any buffer layout.
+template <int N, int BlockSize, int Groups>
+void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
+    SChannelStrip_Alg_Context* ctx = call.ctx;
+    EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+    const EQ_SCoefs* eqTarget = ctx->eqTarget;
+    const float* const* inputs = ctx->inputs;
+    float* const* outputs = ctx->outputs;
+    EQ_LaneState<N> eqLanes;
+    EQ_LoadLanes(eqLanes, ctx->eqState);
+    int32_t blockStart = firstBlockStart;
+    do {
+        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
+            if (call.gliding) EQ_DezipStep(eqCoefs, eqTarget, call.rate);
+            EQ_ProcessLanes<N>(eqCoefs, eqLanes, inputs, outputs, sub, eqTarget->sectionBegin[0],
+                               eqTarget->sectionEnd[0], blockStart);
+            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub, call.dynamicsRunState,
+                                                         blockStart);
+            EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
+                               eqTarget->sectionEnd[1], blockStart);
+        }
+        if (call.gliding) EQ_DezipRefresh(eqCoefs);
+        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, call.inputPeaks, call.outputPeaks,
+                                                             ctx->dynCoefs, blockStart);
+        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
+    } while (blockStart < call.sampleCount);
+    EQ_StoreLanes(eqLanes, ctx->eqState);
+}
+
+// Three or more channels, each in a lane of one vector: a sub-block stays in
+// registers from the EQ before the dynamics to the EQ after them. The
+// outputs are written after the first EQ only when the key is read (it may
+// be one of them); the dynamics read what that EQ wrote, as they would from
+// the buffers unless two output buffers of one instance overlap.
+template <int N, int BlockSize, int Groups>
+void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
+    constexpr int W = kLanes<N>;
+    SChannelStrip_Alg_Context* ctx = call.ctx;
+    EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+    const EQ_SCoefs* eqTarget = ctx->eqTarget;
+    const Dyn_SCoefsBlock& k = *ctx->dynCoefs;
+    const float* const* inputs = ctx->inputs;
+    float* const* outputs = ctx->outputs;
+    const bool keyRead = k.keySource == 1 && call.key != nullptr;
+    EQ_LaneState<N> eqLanes;
+    EQ_LoadLanes(eqLanes, ctx->eqState);
+    Dynamics_LaneState<N, Groups> dynamics;
+    Dynamics_LoadLanes(dynamics, ctx, call.dynamicsRunState);
+    int32_t blockStart = firstBlockStart;
+    do {
+        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
+            const int at = blockStart + sub;
+            if (call.gliding) EQ_DezipStep(eqCoefs, eqTarget, call.rate);
+            Lanes<W> x[kSubBlock];
+            GatherSubBlock<W, N>(x, inputs, at);
+            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
+            if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
+            Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
+            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+            ScatterSubBlock<W, N>(x, outputs, at);
+        }
+        if (call.gliding) EQ_DezipRefresh(eqCoefs);
+        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, call.inputPeaks, call.outputPeaks,
+                                                             ctx->dynCoefs, blockStart);
+        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
+    } while (blockStart < call.sampleCount);
+    EQ_StoreLanes(eqLanes, ctx->eqState);
+    Dynamics_StoreLanes(dynamics, ctx->dynState, call.dynamicsRunState);
+}
+
+template <int N>
+inline constexpr bool kChannelsInLanes = N >= 3 && kLanes<N> >= N;
+
 // One instance alone, from the block at firstBlockStart to its sample count.
 template <int N, int BlockSize, int Groups>
 void ProcessInstance(SChannelStrip_Alg_Context* ctx, int32_t firstBlockStart) {
@@ -25,36 +112,15 @@ void ProcessInstance(SChannelStrip_Alg_Context* ctx, int32_t firstBlockStart) {
     if (sampleCount < 1) return;
 
     const float rate = ctx->dynState[0].dezipRate;
-    EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
-    const EQ_SCoefs* eqTarget = ctx->eqTarget;
-    EQ_SState* eqState = ctx->eqState;
-    const float* const* inputs = ctx->inputs;
-    float* const* outputs = ctx->outputs;
     float* privateBlock = *ctx->privateState;
-    float* inputPeaks = privateBlock;
-    float* outputPeaks = privateBlock + N;
-    float* dynamicsRunState = privateBlock + 2 * N;
-
-    const bool gliding = !EQ_DezipIsSettled(eqCoefs, eqTarget, rate);
-    EQ_LaneState<N> eqLanes;
-    EQ_LoadLanes(eqLanes, eqState);
-    int32_t blockStart = firstBlockStart;
-    do {
-        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
-            if (gliding) EQ_DezipStep(eqCoefs, eqTarget, rate);
-            EQ_ProcessLanes<N>(eqCoefs, eqLanes, inputs, outputs, sub, eqTarget->sectionBegin[0],
-                               eqTarget->sectionEnd[0], blockStart);
-            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, key, sub, dynamicsRunState,
-                                                         blockStart);
-            EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
-                               eqTarget->sectionEnd[1], blockStart);
-        }
-        if (gliding) EQ_DezipRefresh(eqCoefs);
-        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, inputPeaks, outputPeaks,
-                                                             ctx->dynCoefs, blockStart);
-        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
-    } while (blockStart < sampleCount);
-    EQ_StoreLanes(eqLanes, eqState);
+    const InstanceCall call{ctx,          key,          sampleCount,      rate,
+                            !EQ_DezipIsSettled(ctx->eqCoefs, ctx->eqTarget, rate),
+                            privateBlock, privateBlock + N, privateBlock + 2 * N};
+    if constexpr (kChannelsInLanes<N>) {
+        RunChannelLanes<N, BlockSize, Groups>(call, firstBlockStart);
+    } else {
+        RunStages<N, BlockSize, Groups>(call, firstBlockStart);
+    }
 }
 
 // Tries to start a batch at `cell`: returns how many instances it processed,

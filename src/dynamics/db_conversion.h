@@ -17,7 +17,7 @@ inline constexpr float kSilenceDb = -140.0f;
 // T is a float or a vector of lanes, each converted on its own; only the
 // first Active lanes read the tables.
 template <typename T, int Active = kWidth<T>>
-inline T AmpToDb(T amplitude) {
+[[gnu::always_inline]] inline T AmpToDb(T amplitude) {
     using I = IntLanes<T>;
     using U = UintLanes<T>;
     const U u = __builtin_bit_cast(U, amplitude);
@@ -35,7 +35,7 @@ inline T AmpToDb(T amplitude) {
 // 0 dB gives 1.0000013, not 1.0: the fine table is centred on its steps, and
 // that half-step bias is part of every gain the strip applies.
 template <typename T, int Active = kWidth<T>>
-inline T DbToAmp(T db) {
+[[gnu::always_inline]] inline T DbToAmp(T db) {
     using U = UintLanes<T>;
     const U u = ConvertLanes<U>(TruncToInt32(Fma(db, Broadcast<T>(kExp2Scale), Broadcast<T>(kExponentBase))));
     const T mantissa =

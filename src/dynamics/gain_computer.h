@@ -23,7 +23,7 @@ inline T SmoothTowards(T value, T target, T t) {
 }
 
 template <typename T, typename K>
-inline T CompressorCurve(const K& k, T level) {
+[[gnu::always_inline]] inline T CompressorCurve(const K& k, T level) {
     const T straight = (level - k.compThresholdDb) * k.compSlope;
     const T knee = Fma(Broadcast<T>(k.compKneeB), level, k.compKneeA * (level * level)) + k.compKneeC;
     return level > k.compKneeTopDb ? straight : level > k.compKneeBottomDb ? knee : Broadcast<T>(0.0f);
@@ -32,7 +32,7 @@ inline T CompressorCurve(const K& k, T level) {
 // The knee polynomial's grouping differs for the last sample of the four;
 // results depend on it, so it is kept.
 template <typename T, typename K>
-inline T ExpanderCurve(const K& k, T level, bool lastSample) {
+[[gnu::always_inline]] inline T ExpanderCurve(const K& k, T level, bool lastSample) {
     const T straight = (level - k.expThresholdDb) * k.expSlope;
     const T square = level * level;
     const T knee = lastSample ? Fma(Broadcast<T>(k.expKneeB), level, k.expKneeA * square) + k.expKneeC

@@ -56,39 +56,34 @@ inline void EQ_SectionSubBlock(V* x, V b0, V b1, V b2, V a1, V a2, V& z1, V& z2)
     z2 = m2;
 }
 
-// One sub-block through the sections, channels in lanes W at a time.
+// Sections [sectionBegin, sectionEnd) over one sub-block of one lane group
+// held in registers; an empty or inverted range leaves samples and memories.
+template <int N>
+inline void EQ_RunSections(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, int group,
+                           Lanes<EQ_LaneState<N>::W>* x, int sectionBegin, int sectionEnd) {
+    constexpr int W = EQ_LaneState<N>::W;
+    for (int k = sectionBegin; k < sectionEnd; ++k) {
+        const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
+        EQ_SectionSubBlock(x, Splat<W>(q[0]), Splat<W>(q[1]), Splat<W>(q[2]), Splat<W>(q[3]), Splat<W>(q[4]),
+                           lanes.z1[group][k], lanes.z2[group][k]);
+    }
+}
+
+// One sub-block through the sections, channels in lanes W at a time, from
+// `in` to `out`.
 template <int N>
 void EQ_ProcessLanes(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, const float* const* in,
                      float* const* out, int subBlockOffset, int sectionBegin, int sectionEnd, int blockStart) {
     const int at = blockStart + subBlockOffset;
-    if (sectionBegin >= sectionEnd) {
-        // An empty or inverted range passes audio through and freezes state.
-        for (int c = 0; c < N; ++c) {
-            const float* src = in[c] + at;
-            float* dst = out[c] + at;
-            float x[kSubBlock];
-            for (int j = 0; j < kSubBlock; ++j) x[j] = src[j];
-            for (int j = 0; j < kSubBlock; ++j) dst[j] = x[j];
-        }
-        return;
-    }
     constexpr int W = EQ_LaneState<N>::W;
-    using V = Lanes<W>;
-    for (int g = 0; g < EQ_LaneState<N>::kLaneGroups; ++g) {
-        const int base = g * W;
-        V x[kSubBlock];
-        for (int j = 0; j < kSubBlock; ++j) {  // all loaded before any store
-            for (int l = 0; l < W; ++l) x[j][l] = base + l < N ? in[base + l][at + j] : 0.0f;
-        }
-        for (int k = sectionBegin; k < sectionEnd; ++k) {
-            const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
-            const V b0 = Splat<W>(q[0]), b1 = Splat<W>(q[1]), b2 = Splat<W>(q[2]);
-            const V a1 = Splat<W>(q[3]), a2 = Splat<W>(q[4]);
-            EQ_SectionSubBlock(x, b0, b1, b2, a1, a2, lanes.z1[g][k], lanes.z2[g][k]);
-        }
-        for (int l = 0; l < W && base + l < N; ++l) {
-            for (int j = 0; j < kSubBlock; ++j) out[base + l][at + j] = x[j][l];
-        }
+    constexpr int kGroups = EQ_LaneState<N>::kLaneGroups;
+    static_assert(kGroups == 1 || W == 1, "channels fit one vector, or go one by one");
+    constexpr int kChannelsPerGroup = kGroups == 1 ? N : 1;
+    for (int g = 0; g < kGroups; ++g) {
+        Lanes<W> x[kSubBlock];
+        GatherSubBlock<W, kChannelsPerGroup>(x, in + g * W, at);  // all loaded before any store: may run in place
+        EQ_RunSections<N>(coefs, lanes, g, x, sectionBegin, sectionEnd);
+        ScatterSubBlock<W, kChannelsPerGroup>(x, out + g * W, at);
     }
 }
 
