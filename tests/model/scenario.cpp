@@ -107,25 +107,46 @@ Scenario& Scenario::operator=(const Scenario& other) {
     return *this;
 }
 
+std::vector<float>& Scenario::Storage(const BufferRef& r) {
+    Instance& o = instances[r.instance];
+    return r.output && !o.inPlace ? o.outBufs[r.channel] : o.inBufs[r.channel];
+}
+
+const std::vector<float>& Scenario::Storage(const BufferRef& r) const {
+    const Instance& o = instances[r.instance];
+    return r.output && !o.inPlace ? o.outBufs[r.channel] : o.inBufs[r.channel];
+}
+
 void Scenario::Relink() {
     for (Instance& in : instances) {
         const int N = in.formatChannels;
+        auto shared = [](const std::vector<BufferRef>& refs, size_t j) {
+            return j < refs.size() && refs[j].instance >= 0;
+        };
         in.inPtrs.assign(in.inBufs.size(), nullptr);
-        for (size_t j = 0; j < in.inBufs.size(); ++j) in.inPtrs[j] = in.inBufs[j].data();
+        for (size_t j = 0; j < in.inBufs.size(); ++j)
+            in.inPtrs[j] = shared(in.inShare, j) ? Storage(in.inShare[j]).data() + in.inShare[j].offset
+                                                 : in.inBufs[j].data();
         in.outPtrs.assign(N, nullptr);
-        for (int c = 0; c < N; ++c)
-            in.outPtrs[c] = in.inPlace ? in.inBufs[c].data() : in.outBufs[c].data();
-        in.privPtr = in.priv.data();
+        for (int c = 0; c < N; ++c) {
+            if (in.inPlace)
+                in.outPtrs[c] = const_cast<float*>(in.inPtrs[c]);
+            else
+                in.outPtrs[c] = shared(in.outShare, c) ? Storage(in.outShare[c]).data() + in.outShare[c].offset
+                                                       : in.outBufs[c].data();
+        }
+        Instance& privOwner = in.privOf >= 0 ? instances[in.privOf] : in;
+        in.privPtr = privOwner.priv.data();
         SChannelStrip_Alg_Context& ctx = in.ctx;
         ctx.inputs = in.inPtrs.data();
         ctx.outputs = in.outPtrs.data();
         ctx.sideChainIndex = &keyIndices[in.keySlot];
         ctx.sampleCount = &counts[in.countSlot];
         ctx.dynCoefs = &dynCoefs[in.dynCoefSlot];
-        ctx.dynState = in.dynState.data();
+        ctx.dynState = (in.dynStateOf >= 0 ? instances[in.dynStateOf] : in).dynState.data();
         ctx.eqTarget = &eqTargets[in.eqTargetSlot];
-        ctx.eqCoefs = in.eqCoefs.data();
-        ctx.eqState = in.eqState.data();
+        ctx.eqCoefs = (in.eqCoefsOf >= 0 ? instances[in.eqCoefsOf] : in).eqCoefs.data();
+        ctx.eqState = (in.eqStateOf >= 0 ? instances[in.eqStateOf] : in).eqState.data();
         ctx.privateState = &in.privPtr;
     }
 }
@@ -174,7 +195,10 @@ int32_t Generator::WildInt() {
 }
 
 int32_t Generator::SampleCount() {
-    switch (Int(0, 11)) {
+    if (opt_.variety > 0 && Chance(opt_.variety * 0.4))  // hundreds of blocks more than the others
+        return Chance(0.8) ? Int(257, 2048) : Int(2049, 8192);
+    const int kind = opt_.skippedCounts < 0 ? Int(0, 11) : Chance(opt_.skippedCounts) ? Int(0, 1) : Int(2, 11);
+    switch (kind) {
         case 0: return 0;
         case 1: return Chance(0.5) ? -1 : (Chance(0.5) ? -16 : INT32_MIN);
         case 2: return 1;
@@ -210,11 +234,11 @@ void Generator::FillAudio(std::vector<float>& buf, int valid) {
         }
         buf[i] = static_cast<float>(v);
     }
-    if (Chance(0.25)) {  // specials sprinkled into the audio
+    if (Chance(opt_.audioSpecials)) {  // specials sprinkled into the audio
         const int hits = Int(1, 4);
         for (int h = 0; h < hits && valid > 0; ++h) buf[Int(0, valid - 1)] = WildFloat();
     }
-    if (Chance(0.05)) {
+    if (Chance(opt_.audioSpecials * 0.2)) {
         for (int i = 0; i < valid; ++i) buf[i] = WildFloat();
     }
 }
@@ -297,14 +321,93 @@ void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
         t.sectionBegin[s] = 0; t.sectionEnd[s] = 8;
         t.sectionBegin[1 - s] = 8; t.sectionEnd[1 - s] = 8;
     }
+    if (opt_.variety > 0)
+        for (int s = 0; s < 2; ++s)
+            if (Chance(opt_.variety * 0.3)) OutOfRangeBypass(t, s);
     if (adversarial)
         for (float& v : t.coefs)
             if (Chance(0.1)) v = WildFloat();
 }
 
-void Generator::FillEqSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial) {
-    const int kind = Int(0, 3);
+// A stage range outside 0..8 that is still a bypass (begin >= end), so it
+// touches no state: equal far out, or inverted with one or both ends far out.
+void Generator::OutOfRangeBypass(EQ_SCoefs& t, int stage) {
+    int32_t b = 0, e = 0;
+    switch (Int(0, 5)) {
+        case 0: b = e = Int(9, 1000); break;
+        case 1: b = e = Chance(0.5) ? INT32_MAX : INT32_MIN; break;
+        case 2: b = e = Int(-1000, -1); break;
+        case 3: b = Int(9, 1000); e = Int(-1000, 8); break;
+        case 4: b = INT32_MAX; e = Chance(0.5) ? INT32_MIN : Int(-5, 12); break;
+        default: b = Int(-5, 8); e = INT32_MIN; break;
+    }
+    t.sectionBegin[stage] = b;
+    t.sectionEnd[stage] = e;
+}
+
+// A smoothed set at a fixed point of the glide: every float copy equals its
+// target and every accumulator rounds to it, either exactly double(target)
+// or (subUlp) a fraction of an ulp off it, so that a step of (target - copy)
+// x rate = 0 leaves every bit as it is, for a finite rate. A target of -0.0
+// (the sign-inverted a1, a2 of an identity or plain-gain section) is the
+// exception: snapped exactly, the accumulator moves once (-0.0 + 0.0 is
+// +0.0), which the core must find by itself; the fixed point is +0.0, which
+// is what nine in ten snapped sets hold there.
+void Generator::SnapSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool subUlp) {
+    const bool exactNegativeZeros = Chance(0.1);
     for (int i = 0; i < EQ_kCoefCount; ++i) {
+        float t = target.coefs[i];
+        if (FloatBits(t) == 0x80000000u && !exactNegativeZeros) t = 0.0f;
+        double a = t;
+        if (subUlp && std::isfinite(t) && Chance(0.7)) {
+            const float mag = std::fabs(t);
+            float ulp = mag - std::nextafter(mag, 0.0f);
+            if (ulp == 0.0f) ulp = std::numeric_limits<float>::denorm_min();
+            const double off = static_cast<double>(ulp) * Uniform(-0.45, 0.45);
+            if (FloatBits(static_cast<float>(a + off)) == FloatBits(t)) a += off;
+        }
+        d.accum[i] = a;
+        d.coefs[i] = t;
+    }
+}
+
+float Generator::SpecialRate() {
+    switch (Int(0, 9)) {
+        case 0: return 0.0f;
+        case 1: return -0.0f;
+        case 2: return std::numeric_limits<float>::infinity();
+        case 3: return -std::numeric_limits<float>::infinity();
+        case 4: return model::FromBits(0x7FC00000u | (static_cast<uint32_t>(rng_()) & 0x003FFFFFu));
+        case 5: return std::numeric_limits<float>::denorm_min() * static_cast<float>(Int(1, 1000));
+        case 6: return 1.0f;
+        case 7: return 2.0f;
+        case 8: return std::numeric_limits<float>::min();
+        default: return 1e-30f;
+    }
+}
+
+void Generator::FillEqSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial) {
+    if (opt_.settledEq >= 0) {
+        if (Chance(opt_.settledEq)) {
+            SnapSmoothed(d, target, Chance(0.5));
+        } else {  // gliding: from elsewhere, from a few ulps away, or from partly zero
+            const int kind = Int(0, 2);
+            for (int i = 0; i < EQ_kCoefCount; ++i) {
+                double a = target.coefs[i];
+                if (kind == 0) a = Uniform(-2.0, 2.0);
+                if (kind == 1 && std::isfinite(target.coefs[i])) {
+                    float f = target.coefs[i];
+                    for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, Chance(0.5) ? 4.0f : -4.0f);
+                    a = f;
+                }
+                if (kind == 2 && Chance(0.5)) a = 0.0;
+                d.accum[i] = a;
+                d.coefs[i] = static_cast<float>(a);
+            }
+        }
+    }
+    const int kind = opt_.settledEq >= 0 ? -1 : Int(0, 3);
+    for (int i = 0; i < EQ_kCoefCount && kind >= 0; ++i) {
         double a = target.coefs[i];  // snapped to the target
         if (kind == 1) a = Uniform(-2.0, 2.0);                                  // gliding from elsewhere
         if (kind == 2) a = target.coefs[i] + Uniform(-1e-7, 1e-7);             // sub-ulp residue
@@ -485,8 +588,10 @@ Scenario Generator::Make(int format, const Options& opt) {
     const int N = f.channels, G = f.groups;
     Scenario s;
     s.format = format;
+    opt_ = opt;
 
-    const int instanceCount = Chance(0.1) ? 0 : Int(1, 4);
+    const int instanceCount =
+        opt.minInstances <= 0 && Chance(0.1) ? 0 : Int(std::max(1, opt.minInstances), std::max(1, opt.maxInstances));
     const bool share = Chance(opt.sharedBlocks);
     const int slots = share ? std::max(1, instanceCount - 1) : std::max(1, instanceCount);
     for (int i = 0; i < slots; ++i) {
@@ -498,7 +603,18 @@ Scenario Generator::Make(int format, const Options& opt) {
         s.eqTargets.emplace_back();
         FillEqTarget(s.eqTargets.back(), adv);
     }
+    if (opt.variety > 0 && Chance(opt.variety))  // every slot runs the same sections
+        for (EQ_SCoefs& t : s.eqTargets)
+            for (int st = 0; st < 2; ++st) {
+                t.sectionBegin[st] = s.eqTargets[0].sectionBegin[st];
+                t.sectionEnd[st] = s.eqTargets[0].sectionEnd[st];
+            }
 
+    // Slot i of each read-only block for instance i, or (historically) any slot.
+    auto slotFor = [&](int i) {
+        if (opt.distinctSlots > 0 && i < slots && Chance(opt.distinctSlots)) return i;
+        return Int(0, slots - 1);
+    };
     s.instances.resize(instanceCount);
     for (int i = 0; i < instanceCount; ++i) {
         Instance& in = s.instances[i];
@@ -506,14 +622,15 @@ Scenario Generator::Make(int format, const Options& opt) {
         in.formatChannels = N;
         in.extraInputs = Int(1, 2);
         in.inPlace = Chance(opt.inPlace);
-        in.countSlot = Int(0, slots - 1);
-        in.keySlot = Int(0, slots - 1);
-        in.dynCoefSlot = Int(0, slots - 1);
-        in.eqTargetSlot = Int(0, slots - 1);
+        in.countSlot = slotFor(i);
+        in.keySlot = slotFor(i);
+        in.dynCoefSlot = slotFor(i);
+        in.eqTargetSlot = slotFor(i);
         FillInstanceBuffers(s, in, adv);
 
         in.dynState.resize(N + 1);
         for (auto& r : in.dynState) FillDynState(r, adv);
+        if (opt.variety > 0 && Chance(opt.variety * 0.5)) in.dynState[0].dezipRate = SpecialRate();
         in.eqCoefs.resize(2);
         for (auto& d : in.eqCoefs) FillEqSmoothed(d, s.eqTargets[in.eqTargetSlot], adv);
         in.eqState.resize(N + 1);
@@ -539,18 +656,26 @@ Scenario Generator::Make(int format, const Options& opt) {
     s.Relink();
     for (Instance& in : s.instances) s.order.push_back(&in.ctx);
     std::shuffle(s.order.begin(), s.order.end(), rng_);
+    if (opt.sharedMemory > 0 && instanceCount >= 2 && Chance(opt.sharedMemory)) {
+        AddSharing(s);
+        FitSharedStorage(s);
+        s.Relink();
+    }
     return s;
 }
 
 void Generator::Evolve(Scenario& s, const Options& opt) {
     const model::Format& f = model::kFormats[s.format];
     const int N = f.channels, G = f.groups;
+    opt_ = opt;
     for (auto& c : s.counts)
         if (Chance(0.4)) c = SampleCount();
     for (auto& k : s.keyIndices)
         if (Chance(0.2)) k = Chance(0.4) ? 0 : Int(1, N);
+    // New targets start a glide; scenarios that ask for settled sets change them less often.
+    const double retarget = opt.settledEq >= 0 ? 0.3 * (1.0 - opt.settledEq) : 0.3;
     for (auto& t : s.eqTargets)
-        if (Chance(0.3)) FillEqTarget(t, Chance(opt.adversarial));
+        if (Chance(retarget)) FillEqTarget(t, Chance(opt.adversarial));
     for (auto& K : s.dynCoefs) {
         if (Chance(0.15)) FillDynCoefs(K, N, G, Chance(opt.adversarial));
         if (Chance(0.1)) K.bypass = K.bypass >= 1 ? 0 : 1;
@@ -559,14 +684,250 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
     for (Instance& in : s.instances) {
         FillInstanceBuffers(s, in, Chance(opt.adversarial));
         if (Chance(0.1)) in.dynState[0].dezipRate = static_cast<float>(Uniform(0.0, 1.0));
+        if (opt.variety > 0 && Chance(opt.variety * 0.2)) in.dynState[0].dezipRate = SpecialRate();
         if (Chance(0.2))  // the host clears its meters
             for (int j = 0; j < 3 * N + 4; ++j) in.priv[j] = 0.0f;
+        if (opt.settledEq >= 0 && Chance(opt.settledEq * 0.3))  // the host snaps the glide to its targets
+            SnapSmoothed(in.eqCoefs[0], s.eqTargets[in.eqTargetSlot], Chance(0.5));
     }
+    FitSharedStorage(s);
     s.Relink();
 }
 
 // ---------------------------------------------------------------------------
+// Memory shared between instances
+
+namespace {
+
+// Identity of one storage vector: owner, output (not in-place) or input, channel.
+int StorageKey(const Scenario& s, const BufferRef& r) {
+    const Instance& o = s.instances[r.instance];
+    return (r.instance * 2 + (r.output && !o.inPlace ? 1 : 0)) * 64 + r.channel;
+}
+
+// The instance writes through the pointer the reference stands for.
+bool WritesThrough(const Instance& in, bool outShare, int j) {
+    return outShare || (in.inPlace && j < in.formatChannels);
+}
+
+// The owner of the storage writes it itself.
+bool OwnerWrites(const Scenario& s, const BufferRef& r) {
+    const Instance& o = s.instances[r.instance];
+    return r.output || (o.inPlace && r.channel < o.formatChannels);
+}
+
+bool Redirected(const std::vector<BufferRef>& refs, int j) {
+    return j < static_cast<int>(refs.size()) && refs[j].instance >= 0;
+}
+
+}  // namespace
+
+void Generator::AddSharing(Scenario& s) {
+    const int n = static_cast<int>(s.instances.size());
+    const int N = s.instances[0].formatChannels;
+    std::vector<int> pos(n);  // position of each instance in the call order
+    for (int p = 0; p < n; ++p)
+        for (int i = 0; i < n; ++i)
+            if (s.order[p] == &s.instances[i].ctx) pos[i] = p;
+    for (Instance& in : s.instances) {
+        in.inShare.assign(in.inBufs.size(), BufferRef{});
+        in.outShare.assign(N, BufferRef{});
+    }
+    std::vector<int> targeted;  // storage keys some redirected pointer points into
+    auto isTargeted = [&](int key) { return std::find(targeted.begin(), targeted.end(), key) != targeted.end(); };
+
+    // A pointer of instance b (input j, or output j) that may be redirected:
+    // not redirected yet and its own storage not shared out.
+    auto freeSlot = [&](int b, bool out, int j) {
+        Instance& B = s.instances[b];
+        const bool viaInput = !out || B.inPlace;
+        if (viaInput ? Redirected(B.inShare, j) : Redirected(B.outShare, j)) return false;
+        return !isTargeted(StorageKey(s, BufferRef{b, out, j, 0}));
+    };
+    // Storage of instance a that a uses itself (its pointer is not redirected).
+    auto usedStorage = [&](int a, bool out, int j) {
+        const Instance& A = s.instances[a];
+        return out && !A.inPlace ? !Redirected(A.outShare, j) : !Redirected(A.inShare, j);
+    };
+    // Every pointer of one instance reaches its own storage vector.
+    auto distinctFor = [&](int b, int key) {
+        const Instance& B = s.instances[b];
+        for (const BufferRef& r : B.inShare)
+            if (r.instance >= 0 && StorageKey(s, r) == key) return false;
+        for (const BufferRef& r : B.outShare)
+            if (r.instance >= 0 && StorageKey(s, r) == key) return false;
+        return true;
+    };
+    auto redirect = [&](int b, bool out, int j, const BufferRef& r) {
+        Instance& B = s.instances[b];
+        (out && !B.inPlace ? B.outShare[j] : B.inShare[j]) = r;
+        targeted.push_back(StorageKey(s, r));
+    };
+    auto lengthOf = [&](int a) { return RoundedLength(s.counts[s.instances[a].countSlot]); };
+    auto offsetInto = [&](int a) {  // somewhere inside the owner's rounded length
+        const int len = lengthOf(a);
+        const int o = Int(1, len - 1);
+        return Chance(0.3) ? std::max(1, o / 4 * 4) : o;
+    };
+    // Two distinct instances, half the time within one batch's reach of
+    // each other in the call order.
+    auto pickPair = [&](int& a, int& b) {
+        a = Int(0, n - 1);
+        if (Chance(0.5)) {
+            const int p = pos[a] + (Chance(0.5) ? 1 : -1) * Int(1, 7);
+            b = -1;
+            for (int i = 0; i < n; ++i)
+                if (pos[i] == p) b = i;
+            if (b >= 0) return;
+        }
+        do b = Int(0, n - 1); while (b == a);
+    };
+
+    const int links = Int(1, std::max(1, opt_.maxSharedLinks));
+    int made = 0;
+    for (int attempt = 0; attempt < 60 * links && made < links; ++attempt) {
+        int a, b;
+        pickPair(a, b);
+        Instance& A = s.instances[a];
+        Instance& B = s.instances[b];
+        const int inputs = static_cast<int>(B.inBufs.size());
+        const int kind = Int(0, 11);
+        if (kind <= 2 || kind == 7) {  // b reads what a writes, from its start or from an offset
+            const int j = Chance(0.5) ? N : Int(0, inputs - 1);  // N: the extra key buffer
+            const int c = Int(0, N - 1);
+            const BufferRef r{a, true, c, kind == 7 ? offsetInto(a) : 0};
+            if (!freeSlot(b, false, j) || !usedStorage(a, true, c) || !distinctFor(b, StorageKey(s, r))) continue;
+            redirect(b, false, j, r);
+        } else if (kind <= 4) {  // b writes where a writes
+            const int c = Int(0, N - 1), cb = Int(0, N - 1);
+            const BufferRef r{a, true, c, Chance(0.2) ? offsetInto(a) : 0};
+            if (!freeSlot(b, true, cb) || !usedStorage(a, true, c) || !distinctFor(b, StorageKey(s, r))) continue;
+            redirect(b, true, cb, r);
+        } else if (kind <= 6) {  // b's output starts in the middle of a's input
+            const int j = Int(0, static_cast<int>(A.inBufs.size()) - 1), cb = Int(0, N - 1);
+            const BufferRef r{a, false, j, offsetInto(a)};
+            if (!freeSlot(b, true, cb) || !usedStorage(a, false, j) || !distinctFor(b, StorageKey(s, r))) continue;
+            redirect(b, true, cb, r);
+        } else {  // a whole writable block
+            int Instance::*field = kind == 8    ? &Instance::dynStateOf
+                                   : kind == 9  ? &Instance::eqCoefsOf
+                                   : kind == 10 ? &Instance::eqStateOf
+                                                : &Instance::privOf;
+            bool bShared = false;
+            for (const Instance& o : s.instances) bShared |= o.*field == b;
+            if (A.*field >= 0 || B.*field >= 0 || bShared) continue;
+            B.*field = a;
+        }
+        ++made;
+    }
+    if (Chance(0.3)) {  // and an input two instances only read, as a control
+        for (int attempt = 0; attempt < 20; ++attempt) {
+            int a, b;
+            pickPair(a, b);
+            const int j = Int(0, static_cast<int>(s.instances[b].inBufs.size()) - 1);
+            const int ja = Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1);
+            const BufferRef r{a, false, ja, 0};
+            if (!freeSlot(b, false, j) || !usedStorage(a, false, ja) || !distinctFor(b, StorageKey(s, r))) continue;
+            redirect(b, false, j, r);
+            break;
+        }
+    }
+}
+
+// Grows every storage vector another instance points into to that
+// instance's rounded sample count past the offset, plus a fresh canary.
+void Generator::FitSharedStorage(Scenario& s) {
+    for (Instance& in : s.instances) {
+        const int len = RoundedLength(s.counts[in.countSlot]);
+        auto fit = [&](const BufferRef& r) {
+            if (r.instance < 0) return;
+            std::vector<float>& v = s.Storage(r);
+            const size_t need = static_cast<size_t>(r.offset) + len + kCanaryFloats;
+            if (v.size() >= need) return;
+            const size_t old = v.size() - kCanaryFloats;
+            v.resize(need);
+            const float amp = static_cast<float>(Uniform(0.0, 1.0));
+            for (size_t i = old; i < need - kCanaryFloats; ++i) v[i] = amp * static_cast<float>(Uniform(-1.0, 1.0));
+            for (size_t i = need - kCanaryFloats; i < need; ++i) v[i] = static_cast<float>(Int(-99999, 99999)) + 0.25f;
+        };
+        for (const BufferRef& r : in.inShare) fit(r);
+        if (!in.inPlace)
+            for (const BufferRef& r : in.outShare) fit(r);
+    }
+}
+
+std::string DescribeSharing(const Scenario& s, int i) {
+    const Instance& in = s.instances[i];
+    std::ostringstream os;
+    auto ref = [&](const BufferRef& r) {
+        os << "#" << r.instance << (r.output ? " output " : " input ") << r.channel;
+        if (r.offset) os << " +" << r.offset;
+    };
+    for (size_t j = 0; j < in.inShare.size(); ++j) {
+        if (in.inShare[j].instance < 0) continue;
+        os << (os.tellp() ? "; " : "") << (in.inPlace && j < size_t(in.formatChannels) ? "in-place " : "input ") << j
+           << " = ";
+        ref(in.inShare[j]);
+    }
+    for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) {
+        if (in.outShare[c].instance < 0) continue;
+        os << (os.tellp() ? "; " : "") << "output " << c << " = ";
+        ref(in.outShare[c]);
+    }
+    const std::pair<const char*, int> blocks[] = {
+        {"dynState", in.dynStateOf}, {"eqCoefs", in.eqCoefsOf}, {"eqState", in.eqStateOf}, {"private block", in.privOf}};
+    for (const auto& [name, of] : blocks)
+        if (of >= 0) os << (os.tellp() ? "; " : "") << name << " of #" << of;
+    return os.str();
+}
+
+int WritableLinks(const Scenario& s) {
+    int links = 0;
+    for (const Instance& in : s.instances) {
+        for (size_t j = 0; j < in.inShare.size(); ++j)
+            if (in.inShare[j].instance >= 0 && (WritesThrough(in, false, static_cast<int>(j)) || OwnerWrites(s, in.inShare[j])))
+                ++links;
+        for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c)
+            if (in.outShare[c].instance >= 0) ++links;
+        links += (in.dynStateOf >= 0) + (in.eqCoefsOf >= 0) + (in.eqStateOf >= 0) + (in.privOf >= 0);
+    }
+    return links;
+}
+
+// ---------------------------------------------------------------------------
 // Comparison
+
+namespace {
+
+// The other users of one storage vector of instance `owner`, for naming a
+// difference found in it ("" when nobody else points into it).
+std::string SharedWith(const Scenario& s, int owner, bool outStorage, int channel) {
+    const int key = (owner * 2 + (outStorage ? 1 : 0)) * 64 + channel;
+    std::ostringstream os;
+    for (size_t b = 0; b < s.instances.size(); ++b) {
+        const Instance& in = s.instances[b];
+        auto note = [&](const BufferRef& r, const char* what, size_t j) {
+            if (r.instance < 0 || StorageKey(s, r) != key) return;
+            os << (os.tellp() ? ", " : " [shared: ") << "#" << b << " " << what << " " << j;
+            if (r.offset) os << " from +" << r.offset;
+        };
+        for (size_t j = 0; j < in.inShare.size(); ++j)
+            note(in.inShare[j], in.inPlace && j < size_t(in.formatChannels) ? "in-place buffer" : "input", j);
+        for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) note(in.outShare[c], "output", c);
+    }
+    if (os.tellp()) os << "]";
+    return os.str();
+}
+
+std::string BlockSharedWith(const Scenario& s, int owner, int Instance::*field) {
+    std::ostringstream os;
+    for (size_t b = 0; b < s.instances.size(); ++b)
+        if (s.instances[b].*field == owner) os << (os.tellp() ? ", #" : " [shared with #") << b;
+    if (os.tellp()) os << "]";
+    return os.str();
+}
+
+}  // namespace
 
 std::string Compare(const Scenario& a, const Scenario& b) {
     std::ostringstream os;
@@ -590,18 +951,25 @@ std::string Compare(const Scenario& a, const Scenario& b) {
         const Instance& q = b.instances[i];
         const int N = p.formatChannels;
         const std::string inst = "instance " + std::to_string(i) + ": ";
-        const int len = static_cast<int>(p.inBufs[0].size()) - kCanaryFloats;
+        const int owner = static_cast<int>(i);
+        if (p.outBufs.size() != q.outBufs.size() || p.inBufs.size() != q.inBufs.size())
+            return inst + "buffer count differs";
+        auto sized = [&](const std::vector<float>& x, const std::vector<float>& y) { return x.size() == y.size(); };
 
-        for (int c = 0; c < N && !p.inPlace; ++c)
-            if (!floats(inst + "output ch " + std::to_string(c) + " sample (rounded length " +
-                            std::to_string(len) + ", canary after)",
-                        p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size()))
-                return os.str();
-        for (size_t c = 0; c < p.inBufs.size(); ++c)
-            if (!floats(inst + (p.inPlace && c < size_t(N) ? "in-place buffer ch " : "input ch ") +
-                            std::to_string(c) + " sample",
-                        p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size()))
-                return os.str();
+        for (int c = 0; c < N && !p.inPlace; ++c) {
+            const std::string users = SharedWith(a, owner, true, c);
+            const std::string what = inst + "output ch " + std::to_string(c) + " sample (" +
+                                     (users.empty() ? "rounded length " : "length, grown for its sharers, ") +
+                                     std::to_string(p.outBufs[c].size() - kCanaryFloats) + ", canary after)" + users;
+            if (!sized(p.outBufs[c], q.outBufs[c])) return what + ": size differs";
+            if (!floats(what, p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size())) return os.str();
+        }
+        for (size_t c = 0; c < p.inBufs.size(); ++c) {
+            const std::string what = inst + (p.inPlace && c < size_t(N) ? "in-place buffer ch " : "input ch ") +
+                                     std::to_string(c) + " sample" + SharedWith(a, owner, false, static_cast<int>(c));
+            if (!sized(p.inBufs[c], q.inBufs[c])) return what + ": size differs";
+            if (!floats(what, p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size())) return os.str();
+        }
 
         for (size_t r = 0; r < p.dynState.size(); ++r) {
             uint32_t wp[15], wq[15];
@@ -613,7 +981,7 @@ std::string Compare(const Scenario& a, const Scenario& b) {
                                       : SameFloat(model::FromBits(wp[w]), model::FromBits(wq[w]));
                 if (!same) {
                     os << inst << "dynState[" << r << "]" << (r == size_t(N) ? " (canary record)" : "")
-                       << "." << kDynStateFields[w].name << ": ";
+                       << "." << kDynStateFields[w].name << BlockSharedWith(a, owner, &Instance::dynStateOf) << ": ";
                     if (kDynStateFields[w].isInt)
                         os << static_cast<int32_t>(wp[w]) << " vs " << static_cast<int32_t>(wq[w]);
                     else
@@ -623,7 +991,8 @@ std::string Compare(const Scenario& a, const Scenario& b) {
             }
         }
         for (size_t r = 0; r < p.eqCoefs.size(); ++r) {
-            const std::string rec = inst + (r == 0 ? "eqCoefs" : "eqCoefs canary record");
+            const std::string rec = inst + (r == 0 ? "eqCoefs" : "eqCoefs canary record") +
+                                    BlockSharedWith(a, owner, &Instance::eqCoefsOf);
             if (!floats(rec + ".coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount)) return os.str();
             for (int k = 0; k < EQ_kCoefCount; ++k)
                 if (!SameDouble(p.eqCoefs[r].accum[k], q.eqCoefs[r].accum[k])) {
@@ -634,7 +1003,8 @@ std::string Compare(const Scenario& a, const Scenario& b) {
         }
         for (size_t r = 0; r < p.eqState.size(); ++r) {
             const std::string rec = inst + "eqState[" + std::to_string(r) + "]" +
-                                    (r == size_t(N) ? " (canary record)" : "");
+                                    (r == size_t(N) ? " (canary record)" : "") +
+                                    BlockSharedWith(a, owner, &Instance::eqStateOf);
             if (!floats(rec + ".z1", p.eqState[r].z1, q.eqState[r].z1, EQ_kMaxSections)) return os.str();
             if (!floats(rec + ".z2", p.eqState[r].z2, q.eqState[r].z2, EQ_kMaxSections)) return os.str();
             if (!floats(rec + ".spare", &p.eqState[r].spare, &q.eqState[r].spare, 1)) return os.str();
@@ -644,7 +1014,8 @@ std::string Compare(const Scenario& a, const Scenario& b) {
         for (int c = 0; c < N; ++c) names.push_back("outputPeaks[" + std::to_string(c) + "]");
         for (int j = 0; j < 4 + N; ++j) names.push_back("dynamicsRunState[" + std::to_string(j) + "]");
         for (int j = 0; j < kCanaryFloats; ++j) names.push_back("canary past the private block");
-        if (!floats(inst + "private block", p.priv.data(), q.priv.data(), p.priv.size(), &names))
+        if (!floats(inst + "private block" + BlockSharedWith(a, owner, &Instance::privOf), p.priv.data(),
+                    q.priv.data(), p.priv.size(), &names))
             return os.str();
     }
     // Read-only blocks must be read-only.
@@ -671,7 +1042,9 @@ std::string Describe(const Scenario& s) {
         for (int c = 0; c < in.formatChannels; ++c) os << (c ? "," : "") << K.channelGroup[c];
         os << "}, detectorMode " << K.detectorMode << ", keySource " << K.keySource << ", keyListen "
            << K.keyListen << ", bypass " << K.bypass << ", hold " << K.holdSamples << ", rate "
-           << FloatText(in.dynState[0].dezipRate);
+           << FloatText(s.instances[in.dynStateOf >= 0 ? in.dynStateOf : i].dynState[0].dezipRate);
+        const std::string shared = DescribeSharing(s, static_cast<int>(i));
+        if (!shared.empty()) os << ", shares: " << shared;
     }
     return os.str();
 }
