@@ -19,7 +19,8 @@ constexpr const char* kSetHelp =
     "Override one settings field, repeatable, applied in order after --preset: PATH=VALUE.\n"
     "PATH names the field as in the preset JSON: dots between objects, [i] for array\n"
     "entries counted from 0 (bands[0]..bands[7], channelGroups[0]..).\n"
-    "VALUE is JSON (3, -1.5, true, null, [0,0,1], \"x\"); other text is taken as a string.\n"
+    "VALUE: a number (3, -1.5, inf), true/false (1/0, on/off), an enum name, or for\n"
+    "channelGroups a list (0,0,1 or [0,0,1]) or default; one field per --set.\n"
     "Examples: bands[2].gainDb=3  bands[2].enabled=true  bands[0].type=HighShelf\n"
     "          compressor.ratio=inf  expander.gate=true  channelGroups=[0,0,1,2,3,3]";
 

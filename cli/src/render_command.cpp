@@ -11,8 +11,8 @@
 #include "progress_bar.hpp"
 #include "render_loop.hpp"
 #include "report_page.hpp"
-#include "settings_override.hpp"
 #include "stemstrip/design.hpp"
+#include "stemstrip/settings_assignments.hpp"
 
 namespace stemstrip::cli {
 namespace {
@@ -66,7 +66,14 @@ std::string PresetLabel(const RenderRequest& r) {
 }
 
 Settings ResolveSettings(const RenderRequest& r, Format format, double rate, const std::string& label) {
-    Settings s = ApplyOverrides(r.preset ? LoadPreset(*r.preset) : Settings{}, r.overrides);
+    Settings s = r.preset ? LoadPreset(*r.preset) : Settings{};
+    for (const std::string& assignment : r.overrides) {
+        try {
+            s = ApplyAssignment(s, assignment);
+        } catch (const UsageError& e) {
+            throw CliError("--set " + assignment + ": " + e.what());
+        }
+    }
     if (r.key) s.detector.externalKey = true;
     if (s.detector.externalKey && !r.key)
         throw CliError(label + ": detector.externalKey is on but no --key file was given");

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "argument_checks.hpp"
-#include "settings_assignments.hpp"
 #include "stemstrip/instance.hpp"
+#include "stemstrip/settings_assignments.hpp"
 
 struct stemstrip_sdk {
     stemstrip::Instance instance;
@@ -55,7 +55,7 @@ int stemstrip_sdk_set(stemstrip_sdk* strip, const char* assignments) {
     return Guarded([&] {
         CheckHandle(strip);
         if (!assignments) stemstrip::runtime::ThrowUsage("assignments is null: pass \"name=value; ...\"");
-        strip->instance.setSettings(stemstrip::runtime::ApplyAssignments(strip->instance.settings(), assignments));
+        strip->instance.setSettings(stemstrip::ApplyAssignments(strip->instance.settings(), assignments));
     });
 }
 

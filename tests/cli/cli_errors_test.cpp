@@ -101,11 +101,13 @@ TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
         {{"in.wav", "out.wav", "--preset", "huge-group.json"}, {"huge-group.json", "channelGroups[0]", "4294967297"}},
         {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
         {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
-        {{"in.wav", "out.wav", "--set", "compressor.thresold=3"}, {"compressor.thresold", "no such settings field"}},
-        {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"compressor.ratio", "0.5"}},
-        {{"in.wav", "out.wav", "--set", "bands[0].enabled=3"}, {"bands[0].enabled", "expected true or false"}},
-        {{"in.wav", "out.wav", "--set", "bands[8].gainDb=1"}, {"bands[8]", "out of range"}},
-        {{"in.wav", "out.wav", "--set", "compressor.ratio"}, {"compressor.ratio", "PATH=VALUE"}},
+        {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
+         {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
+        {{"in.wav", "out.wav", "--set", "bands[0].enabled=3"},
+         {"--set bands[0].enabled=3: bands[0].enabled = '3' is not a boolean", "expected true or false"}},
+        {{"in.wav", "out.wav", "--set", "bands[8].gainDb=1"}, {"--set bands[8].gainDb=1: bands[8].gainDb: index 8 is out of range: 0..7"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio"}, {"--set compressor.ratio: 'compressor.ratio' is not an assignment", "PATH=VALUE"}},
     };
     for (const ErrorCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));

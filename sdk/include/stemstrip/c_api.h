@@ -13,8 +13,10 @@
  *             filter (Off|HighPass|LowPass|BandPass), filterHz, filterQ, externalKey, keyListen}
  *   bands[0..7].{enabled, type (Bell|LowShelf|HighShelf|HighPass1|HighPass2|LowPass1|LowPass2|
  *             BandPass|Notch), placement (PreDynamics|PostDynamics), frequencyHz, gainDb, q}
- *   channelGroups (comma list of group slots, or "default"), inputMeterTrimDb, bypass, smoothingMs
- * Booleans are 1/0, true/false or on/off; numbers as strtod reads them.
+ *   channelGroups (0,0,1 or [0,0,1]; "default" or null for the format's own; channelGroups[i]
+ *             for one slot of a list already set), inputMeterTrimDb, bypass, smoothingMs
+ * Booleans are 1/0, true/false or on/off; numbers are decimal (a leading + and inf allowed),
+ * read the same in every locale. The whole grammar: stemstrip/settings_assignments.hpp.
  *
  * Threads: stemstrip_sdk_process on the audio thread; stemstrip_sdk_set,
  * stemstrip_sdk_reset and stemstrip_sdk_read_meters from any thread.

@@ -91,7 +91,7 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; compressor.ratio=abc"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("compressor.ratio = 'abc' is not a number"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "bands[9].enabled=1"), -1);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("= 9 is out of range: 0..7"));
+    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("bands[9].enabled: index 9 is out of range: 0..7"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "detector.mode=loud"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("valid are Peak, Average"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "expander.ratio=1000"), -1);
