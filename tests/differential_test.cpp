@@ -27,6 +27,18 @@ const AlgEntry_Fn kEntries[model::kFormatCount] = {
 constexpr int kScenariosPerFormat = 3000;
 constexpr int kMaxCallsPerScenario = 4;
 
+// One call of `expected` through the model, and of a copy through the
+// library; "" when they agree bit for bit, else the scenario and the first
+// difference.
+std::string CallModelAndLibrary(int format, scenario::Scenario& expected) {
+    scenario::Scenario actual = expected;
+    const std::string before = scenario::Describe(expected);
+    model::Entry(format, expected.Begin(), expected.End());
+    kEntries[format](actual.Begin(), actual.End());
+    const std::string diff = scenario::Compare(expected, actual);
+    return diff.empty() ? "" : before + "\nfirst difference (model vs library): " + diff;
+}
+
 class EntryVsModel : public ::testing::TestWithParam<int> {};
 
 TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
@@ -45,13 +57,8 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
         scenario::Scenario expected = gen.Make(format, opt);
         const int calls = callCount(gen.Rng());
         for (int call = 0; call < calls; ++call) {
-            scenario::Scenario actual = expected;
-            const std::string before = scenario::Describe(expected);
-            model::Entry(format, expected.Begin(), expected.End());
-            kEntries[format](actual.Begin(), actual.End());
-            const std::string diff = scenario::Compare(expected, actual);
-            ASSERT_TRUE(diff.empty()) << "seed " << seed << ", scenario " << n << ", call " << call
-                                      << "\n" << before << "\nfirst difference (model vs library): " << diff;
+            const std::string failure = CallModelAndLibrary(format, expected);
+            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
             ++compared;
             gen.Evolve(expected, opt);
         }
@@ -141,13 +148,8 @@ TEST_P(ManyInstancesVsModel, MatchesBitForBitOverConsecutiveCalls) {
             fullBatchCalls += census.longestRun >= 8;
             remainderCalls += census.longestRun % 8 >= 2;
             wideCalls += expected.order.size() > 16;
-            scenario::Scenario actual = expected;
-            const std::string before = scenario::Describe(expected);
-            model::Entry(format, expected.Begin(), expected.End());
-            kEntries[format](actual.Begin(), actual.End());
-            const std::string diff = scenario::Compare(expected, actual);
-            ASSERT_TRUE(diff.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n"
-                                      << before << "\nfirst difference (model vs library): " << diff;
+            const std::string failure = CallModelAndLibrary(format, expected);
+            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
             ++compared;
             gen.Evolve(expected, opt);
         }
@@ -241,13 +243,8 @@ TEST_P(SharedMemoryVsModel, MatchesArrayOrderBitForBit) {
         census.Add(expected);
         const int calls = callCount(gen.Rng());
         for (int call = 0; call < calls; ++call) {
-            scenario::Scenario actual = expected;
-            const std::string before = scenario::Describe(expected);
-            model::Entry(format, expected.Begin(), expected.End());
-            kEntries[format](actual.Begin(), actual.End());
-            const std::string diff = scenario::Compare(expected, actual);
-            ASSERT_TRUE(diff.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n"
-                                      << before << "\nfirst difference (model vs library): " << diff;
+            const std::string failure = CallModelAndLibrary(format, expected);
+            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
             ++compared;
             gen.Evolve(expected, opt);
         }

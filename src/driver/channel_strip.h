@@ -29,33 +29,43 @@ struct InstanceCall {
     float* dynamicsRunState;
 };
 
+// The block loop of one instance from the block at firstBlockStart while
+// below the sample count (at least one block): per sub-block the glide step
+// and `subBlock(at)`, per block the refresh and the output stage.
+template <int N, int BlockSize, typename SubBlock>
+[[gnu::always_inline]] inline void RunBlocks(const InstanceCall& call, int32_t firstBlockStart, SubBlock subBlock) {
+    SChannelStrip_Alg_Context* ctx = call.ctx;
+    int32_t blockStart = firstBlockStart;
+    do {
+        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
+            if (call.gliding) EQ_DezipStep(ctx->eqCoefs, ctx->eqTarget, call.rate);
+            subBlock(blockStart, sub);
+        }
+        if (call.gliding) EQ_DezipRefresh(ctx->eqCoefs);
+        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(ctx->inputs, ctx->outputs, call.inputPeaks,
+                                                             call.outputPeaks, ctx->dynCoefs, blockStart);
+        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
+    } while (blockStart < call.sampleCount);
+}
+
 // The stages one after another through the output buffers, as they are
 // named: any channel count, any buffer layout.
 template <int N, int BlockSize, int Groups>
 void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
     SChannelStrip_Alg_Context* ctx = call.ctx;
-    EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+    const EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
     const EQ_SCoefs* eqTarget = ctx->eqTarget;
-    const float* const* inputs = ctx->inputs;
     float* const* outputs = ctx->outputs;
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
-    int32_t blockStart = firstBlockStart;
-    do {
-        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
-            if (call.gliding) EQ_DezipStep(eqCoefs, eqTarget, call.rate);
-            EQ_ProcessLanes<N>(eqCoefs, eqLanes, inputs, outputs, sub, eqTarget->sectionBegin[0],
-                               eqTarget->sectionEnd[0], blockStart);
-            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub, call.dynamicsRunState,
-                                                         blockStart);
-            EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
-                               eqTarget->sectionEnd[1], blockStart);
-        }
-        if (call.gliding) EQ_DezipRefresh(eqCoefs);
-        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, call.inputPeaks, call.outputPeaks,
-                                                             ctx->dynCoefs, blockStart);
-        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
-    } while (blockStart < call.sampleCount);
+    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart, int sub) {
+        EQ_ProcessLanes<N>(eqCoefs, eqLanes, ctx->inputs, outputs, sub, eqTarget->sectionBegin[0],
+                           eqTarget->sectionEnd[0], blockStart);
+        Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub, call.dynamicsRunState,
+                                                     blockStart);
+        EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
+                           eqTarget->sectionEnd[1], blockStart);
+    });
     EQ_StoreLanes(eqLanes, ctx->eqState);
 }
 
@@ -68,34 +78,25 @@ template <int N, int BlockSize, int Groups>
 void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
     constexpr int W = kLanes<N>;
     SChannelStrip_Alg_Context* ctx = call.ctx;
-    EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
+    const EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
     const EQ_SCoefs* eqTarget = ctx->eqTarget;
     const Dyn_SCoefsBlock& k = *ctx->dynCoefs;
-    const float* const* inputs = ctx->inputs;
     float* const* outputs = ctx->outputs;
     const bool keyRead = k.keySource == 1 && call.key != nullptr;
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
     Dynamics_LaneState<N, Groups> dynamics;
     Dynamics_LoadLanes(dynamics, ctx, call.dynamicsRunState);
-    int32_t blockStart = firstBlockStart;
-    do {
-        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
-            const int at = blockStart + sub;
-            if (call.gliding) EQ_DezipStep(eqCoefs, eqTarget, call.rate);
-            Lanes<W> x[kSubBlock];
-            GatherSubBlock<W, N>(x, inputs, at);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
-            if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
-            Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
-            ScatterSubBlock<W, N>(x, outputs, at);
-        }
-        if (call.gliding) EQ_DezipRefresh(eqCoefs);
-        OutputMeters_AlgorithmProcessFunction<N, BlockSize>(inputs, outputs, call.inputPeaks, call.outputPeaks,
-                                                             ctx->dynCoefs, blockStart);
-        blockStart = static_cast<int32_t>(static_cast<uint32_t>(blockStart) + BlockSize);  // wraps like the hardware, never UB
-    } while (blockStart < call.sampleCount);
+    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart, int sub) {
+        const int at = blockStart + sub;
+        Lanes<W> x[kSubBlock];
+        GatherSubBlock<W, N>(x, ctx->inputs, at);
+        EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
+        if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
+        Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
+        EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+        ScatterSubBlock<W, N>(x, outputs, at);
+    });
     EQ_StoreLanes(eqLanes, ctx->eqState);
     Dynamics_StoreLanes(dynamics, ctx->dynState, call.dynamicsRunState);
 }
