@@ -123,6 +123,18 @@ template <typename T, int Active = kWidth<T>>
     }
 }
 
+// Lane l of the result is lane index[l] of v.
+template <typename V>
+inline V Permute(V v, IntLanes<V> index) {
+#if defined(__clang__)
+    V result;
+    for (int l = 0; l < kWidth<V>; ++l) result[l] = v[index[l]];
+    return result;
+#else
+    return __builtin_shuffle(v, index);
+#endif
+}
+
 template <typename V>
     requires(!__is_same(V, float))
 inline V Abs(V v) {

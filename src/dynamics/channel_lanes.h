@@ -91,7 +91,7 @@ inline void Dynamics_ProcessLanes(Dynamics_LaneState<N, G>& s, const Dyn_SCoefsB
                                   Splat<W>(k.detFilterA1), Splat<W>(k.detFilterA2), s.detectorZ1, s.detectorZ2);
         const V magnitude = Abs(sideChain[i]);
         row[i] = V{};
-        for (int p = 0; p < s.partners; ++p) KeepMax(row[i], __builtin_shuffle(magnitude, s.partner[p]));
+        for (int p = 0; p < s.partners; ++p) KeepMax(row[i], Permute(magnitude, s.partner[p]));
     }
     GainMeterInputs<V> meterInputs;
     ComputeGains<V, N>(k, Splat<W>(rate), s.gain, row, meterInputs);
@@ -100,7 +100,7 @@ inline void Dynamics_ProcessLanes(Dynamics_LaneState<N, G>& s, const Dyn_SCoefsB
         RaiseGainMeters(s.shared, s.channelMeter[c], meterInputs, c);
     }
     for (int i = 0; i < kSubBlock; ++i) {
-        x[i] = k.keyListen != 0 ? sideChain[i] : x[i] * __builtin_shuffle(row[i], s.ownerLane);
+        x[i] = k.keyListen != 0 ? sideChain[i] : x[i] * Permute(row[i], s.ownerLane);
     }
 }
 

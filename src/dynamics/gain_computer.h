@@ -158,7 +158,7 @@ template <typename T, int Active = kWidth<T>, typename K>
         compGain[i] = comp;
 
         open = level[i] >= (open ? gateClose : gateOpen);
-        const T target = open & (expCurve[i] >= s.expRangeDb) ? expCurve[i] : s.expRangeDb;
+        const T target = (open & (expCurve[i] >= s.expRangeDb)) ? expCurve[i] : s.expRangeDb;
         // Rising: attack and reload the hold. Otherwise hold while the
         // counter runs (negative counts keep counting), then release.
         const Mask rising = target > expand;
