@@ -78,20 +78,23 @@ inline auto Overlap(T aBegin, T aEnd, T bBegin, T bEnd) {
     return (aBegin < bEnd) & (bBegin < aEnd);
 }
 
-// Within one instance each stage reads its samples before it writes them,
-// sub-block by sub-block, while the output stage of a lone instance goes
-// sample by sample: both orders agree unless an output buffer partly
-// overlaps another audio buffer of the instance. Buffers that coincide (in
-// place) are fine.
+// Whether an instance may run its sub-blocks in another order than the named
+// one: one instance per lane (each stage of a sub-block still before the
+// next, but through vectors that load before they store), or stage after
+// stage over a whole block. Both agree with the named order unless an
+// output buffer partly overlaps another audio buffer of the instance (an
+// input, the key or another output); buffers that coincide, as in place,
+// are fine.
 template <int N>
-inline bool OwnAudioIsSeparate(const BatchMember& m) {
-    const uint64_t bufferBytes = static_cast<uint64_t>(m.blocks) * 16 * sizeof(float);
-    uintptr_t audio[2 * N];
-    for (int c = 0; c < N; ++c) audio[c] = reinterpret_cast<uintptr_t>(m.ctx->outputs[c]);
-    for (int c = 0; c < N; ++c) audio[N + c] = reinterpret_cast<uintptr_t>(m.ctx->inputs[c]);
+inline bool OwnAudioIsSeparate(const SChannelStrip_Alg_Context* ctx, const float* key, int64_t blocks) {
+    const uint64_t bufferBytes = static_cast<uint64_t>(blocks) * 16 * sizeof(float);
+    uintptr_t audio[2 * N + 1];
+    for (int c = 0; c < N; ++c) audio[c] = reinterpret_cast<uintptr_t>(ctx->outputs[c]);
+    for (int c = 0; c < N; ++c) audio[N + c] = reinterpret_cast<uintptr_t>(ctx->inputs[c]);
+    audio[2 * N] = reinterpret_cast<uintptr_t>(key != nullptr ? key : ctx->inputs[0]);
     bool clash = false;
     for (int w = 0; w < N; ++w) {
-        for (int a = 0; a < 2 * N; ++a) {
+        for (int a = 0; a < 2 * N + 1; ++a) {
             clash |= Overlap(audio[w], audio[w] + bufferBytes, audio[a], audio[a] + bufferBytes) &
                      (audio[w] != audio[a]);
         }

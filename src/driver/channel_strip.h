@@ -30,17 +30,14 @@ struct InstanceCall {
 };
 
 // The block loop of one instance from the block at firstBlockStart while
-// below the sample count (at least one block): per sub-block the glide step
-// and `subBlock(at)`, per block the refresh and the output stage.
-template <int N, int BlockSize, typename SubBlock>
-[[gnu::always_inline]] inline void RunBlocks(const InstanceCall& call, int32_t firstBlockStart, SubBlock subBlock) {
+// below the sample count (at least one block): `block(blockStart)`, then the
+// glide refresh and the output stage.
+template <int N, int BlockSize, typename Block>
+[[gnu::always_inline]] inline void RunBlocks(const InstanceCall& call, int32_t firstBlockStart, Block block) {
     SChannelStrip_Alg_Context* ctx = call.ctx;
     int32_t blockStart = firstBlockStart;
     do {
-        for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
-            if (call.gliding) EQ_DezipStep(ctx->eqCoefs, ctx->eqTarget, call.rate);
-            subBlock(blockStart, sub);
-        }
+        block(blockStart);
         if (call.gliding) EQ_DezipRefresh(ctx->eqCoefs);
         OutputMeters_AlgorithmProcessFunction<N, BlockSize>(ctx->inputs, ctx->outputs, call.inputPeaks,
                                                              call.outputPeaks, ctx->dynCoefs, blockStart);
@@ -48,23 +45,63 @@ template <int N, int BlockSize, typename SubBlock>
     } while (blockStart < call.sampleCount);
 }
 
+// The sub-blocks of a block in order, each after its glide step.
+template <int BlockSize, typename SubBlock>
+[[gnu::always_inline]] inline void ForEachSubBlock(const InstanceCall& call, SubBlock subBlock) {
+    for (int sub = 0; sub < BlockSize; sub += kSubBlock) {
+        if (call.gliding) EQ_DezipStep(call.ctx->eqCoefs, call.ctx->eqTarget, call.rate);
+        subBlock(sub);
+    }
+}
+
+// Whether the two EQ stages share a section (ranges may overlap): a shared
+// section's memories must see the sub-blocks in the named order.
+inline bool EQ_StagesShareASection(const EQ_SCoefs* target) {
+    const int begin0 = target->sectionBegin[0], end0 = target->sectionEnd[0];
+    const int begin1 = target->sectionBegin[1], end1 = target->sectionEnd[1];
+    return begin0 < end0 && begin1 < end1 && begin0 < end1 && begin1 < end0;
+}
+
 // The stages one after another through the output buffers, as they are
-// named: any channel count, any buffer layout.
+// named: any channel count, any buffer layout. A settled instance whose EQ
+// stages share no section and whose audio buffers do not partly overlap
+// runs them stage after stage over the whole block, which leaves the
+// processor more independent work in flight.
 template <int N, int BlockSize, int Groups>
 void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
     SChannelStrip_Alg_Context* ctx = call.ctx;
     const EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
     const EQ_SCoefs* eqTarget = ctx->eqTarget;
     float* const* outputs = ctx->outputs;
+    const int64_t blocks = (static_cast<int64_t>(call.sampleCount) + BlockSize - 1) / BlockSize;
+    const bool stageMajor =
+        !call.gliding && !EQ_StagesShareASection(eqTarget) && OwnAudioIsSeparate<N>(ctx, call.key, blocks);
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
-    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart, int sub) {
-        EQ_ProcessLanes<N>(eqCoefs, eqLanes, ctx->inputs, outputs, sub, eqTarget->sectionBegin[0],
-                           eqTarget->sectionEnd[0], blockStart);
-        Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub, call.dynamicsRunState,
-                                                     blockStart);
-        EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
-                           eqTarget->sectionEnd[1], blockStart);
+    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
+        const auto before = [&](int sub) {
+            EQ_ProcessLanes<N>(eqCoefs, eqLanes, ctx->inputs, outputs, sub, eqTarget->sectionBegin[0],
+                               eqTarget->sectionEnd[0], blockStart);
+        };
+        const auto dynamics = [&](int sub) {
+            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub,
+                                                         call.dynamicsRunState, blockStart);
+        };
+        const auto after = [&](int sub) {
+            EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
+                               eqTarget->sectionEnd[1], blockStart);
+        };
+        if (stageMajor) {
+            for (int sub = 0; sub < BlockSize; sub += kSubBlock) before(sub);
+            for (int sub = 0; sub < BlockSize; sub += kSubBlock) dynamics(sub);
+            for (int sub = 0; sub < BlockSize; sub += kSubBlock) after(sub);
+        } else {
+            ForEachSubBlock<BlockSize>(call, [&](int sub) {
+                before(sub);
+                dynamics(sub);
+                after(sub);
+            });
+        }
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
 }
@@ -87,15 +124,17 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
     EQ_LoadLanes(eqLanes, ctx->eqState);
     Dynamics_LaneState<N, Groups> dynamics;
     Dynamics_LoadLanes(dynamics, ctx, call.dynamicsRunState);
-    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart, int sub) {
-        const int at = blockStart + sub;
-        Lanes<W> x[kSubBlock];
-        GatherSubBlock<W, N>(x, ctx->inputs, at);
-        EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
-        if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
-        Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
-        EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
-        ScatterSubBlock<W, N>(x, outputs, at);
+    RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
+        ForEachSubBlock<BlockSize>(call, [&](int sub) {
+            const int at = blockStart + sub;
+            Lanes<W> x[kSubBlock];
+            GatherSubBlock<W, N>(x, ctx->inputs, at);
+            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
+            if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
+            Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
+            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+            ScatterSubBlock<W, N>(x, outputs, at);
+        });
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
     Dynamics_StoreLanes(dynamics, ctx->dynState, call.dynamicsRunState);

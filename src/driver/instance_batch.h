@@ -43,7 +43,7 @@ inline bool AdmitToBatch(SChannelStrip_Alg_Context* const* cell, BatchMember& m)
     }
     if (!EQ_DezipIsSettled(ctx->eqCoefs, ctx->eqTarget, ctx->dynState[0].dezipRate)) return false;
     m = {cell, ctx, key, keyIndex, (static_cast<int64_t>(sampleCount) + 15) / 16};
-    return OwnAudioIsSeparate<N>(m);
+    return OwnAudioIsSeparate<N>(ctx, key, m.blocks);
 }
 
 // Everything the lanes carry from block to block, loaded from the members'
