@@ -21,13 +21,14 @@ struct BatchMember {
     int64_t blocks;  // 16-sample blocks of this call
 };
 
-// Every range an instance touches in a call, its writes first. A range that
-// is not touched (no key) is empty and overlaps nothing.
 // Addresses as signed 64-bit lanes, four to a vector: user-space addresses
 // stay far below 2^63, so signed comparisons order them.
 typedef int64_t AddressLanes __attribute__((vector_size(32)));
 inline constexpr int kAddressLanes = 4;
 
+// Every range an instance touches in a call, its writes first: kCount
+// ranges, padded with empty ones to whole vectors. A range that is not
+// touched (no key) is empty and overlaps nothing.
 template <int N>
 struct TouchedRanges {
     static constexpr int kWrites = N + 4;
