@@ -2,7 +2,9 @@
 // side-chain source, linking channels into groups by the per-sample maximum
 // of their magnitudes, one gain computer per group (state in the record of
 // the group's lowest channel), gains applied in place, key listening and
-// mirroring of each group's gain meter into its members' slots.
+// mirroring of each group's gain meter into its members' slots. Channel by
+// channel: the path of one or two channels and of the one-lane build (three
+// or more channels otherwise run in lanes, channel_lanes.h).
 #pragma once
 
 #include "../biquad_step.h"
@@ -13,63 +15,11 @@ namespace stemstrip {
 
 inline constexpr int kFirstChannelMeter = 4;
 
-// Group slots side by side in lanes: a vector of 4 or 8 for four or five
-// slots. Moving the states into lanes and back costs about what three or four
-// scalar gain computers do, so fewer groups in use run the scalar gain
-// computer group after group (one lane: always).
-#if defined(STEMSTRIP_SCALAR)
-template <int G>
-inline constexpr int kGroupLanes = 1;
-#else
-template <int G>
-inline constexpr int kGroupLanes = G <= 3 ? 1 : G == 4 ? 4 : 8;
-#endif
-inline constexpr int kMinGroupsInLanes = 4;
-
-// Runs the gain computers of the groups side by side, one slot per lane. The
-// meters shared by all groups are raised afterwards group after group in the
-// owners' channel order, exactly as calling the scalar gain computer per
-// group would.
-template <int N, int G>
-inline void RunGainComputersInLanes(const SChannelStrip_Alg_Context* ctx, float (*rows)[kSubBlock],
-                                    const int* owner, float rate, float* dynamicsRunState) {
-    constexpr int W = kGroupLanes<G>;
-    using V = Lanes<W>;
-    Dyn_SState* states = ctx->dynState;
-    // Lanes of unused slots run on zeros and are never stored.
-    const Dyn_SState idle{};
-    GainState<V> s;
-    V x[kSubBlock];
-    for (int l = 0; l < W; ++l) {
-        const bool used = l < G && owner[l] >= 0;
-        LoadGainState(s, l, used ? states[owner[l]] : idle);
-        for (int i = 0; i < kSubBlock; ++i) x[i][l] = used ? rows[l][i] : 0.0f;
-    }
-    GainMeterInputs<V> meterInputs;
-    ComputeGains<V, G>(*ctx->dynCoefs, Splat<W>(rate), s, x, meterInputs);
-    for (int g = 0; g < G; ++g) {
-        if (owner[g] < 0) continue;
-        StoreGainState(s, g, states[owner[g]]);
-        for (int i = 0; i < kSubBlock; ++i) rows[g][i] = x[i][g];
-    }
-    SharedGainMeters<> shared = LoadSharedGainMeters(dynamicsRunState);
-    for (int c = 0; c < N; ++c) {
-        const int g = ctx->dynCoefs->channelGroup[c];
-        if (owner[g] == c) RaiseGainMeters(shared, dynamicsRunState[kFirstChannelMeter + c], meterInputs, g);
-    }
-    StoreSharedGainMeters(shared, dynamicsRunState);
-}
-
-// Turns each owned group's row of detector levels into gains, in place.
+// Turns each owned group's row of detector levels into gains, in place, one
+// group after another in their owners' channel order.
 template <int N, int G>
 inline void RunGainComputers(const SChannelStrip_Alg_Context* ctx, float (*rows)[kSubBlock], const int* owner,
-                             int groupsInUse, float rate, float* dynamicsRunState) {
-    if constexpr (kGroupLanes<G> > 1) {
-        if (groupsInUse >= kMinGroupsInLanes) {
-            RunGainComputersInLanes<N, G>(ctx, rows, owner, rate, dynamicsRunState);
-            return;
-        }
-    }
+                             float rate, float* dynamicsRunState) {
     for (int c = 0; c < N; ++c) {
         const int g = ctx->dynCoefs->channelGroup[c];
         if (owner[g] == c) {
@@ -116,12 +66,11 @@ void Dynamics_AlgorithmProcessFunction(const SChannelStrip_Alg_Context* ctx, con
     // gain-computer state and meter slot.
     int owner[G];
     for (int g = 0; g < G; ++g) owner[g] = -1;
-    int groupsInUse = 0;
     for (int c = 0; c < N; ++c) {
         const int g = k.channelGroup[c];
-        if (owner[g] < 0) owner[g] = c, ++groupsInUse;
+        if (owner[g] < 0) owner[g] = c;
     }
-    RunGainComputers<N, G>(ctx, rows, owner, groupsInUse, states[0].dezipRate, dynamicsRunState);
+    RunGainComputers<N, G>(ctx, rows, owner, states[0].dezipRate, dynamicsRunState);
 
     for (int c = 0; c < N; ++c) {
         const int g = k.channelGroup[c];
