@@ -168,9 +168,11 @@ void ProcessInstance(SChannelStrip_Alg_Context* ctx, int32_t firstBlockStart) {
 template <int N, int BlockSize, int Groups>
 int ProcessBatch(SChannelStrip_Alg_Context* const* cell, const void* end) {
     constexpr int W = kBatchLanes<N, Groups>;
+    const auto last = static_cast<SChannelStrip_Alg_Context* const*>(end);
+    if (last - cell < kMinBatch<N>) return 0;  // too few left: spare the admission tests
     BatchMember members[W];
     int count = 0;
-    while (count < W && cell + count != end && AdmitToBatch<N>(cell + count, members[count])) ++count;
+    while (count < W && cell + count != last && AdmitToBatch<N>(cell + count, members[count])) ++count;
     if (count < kMinBatch<N>) return 0;
 
     if (!MembersAreIndependent<N, W>(members, count)) {
