@@ -4,8 +4,9 @@
 // and the gain meters. The per-sample parts that do not depend on the
 // previous sample are computed side by side; the smoothing chain runs in
 // strict sample order. The arithmetic is written once for a float (one
-// group) and for lane vectors (one group per lane, each lane doing exactly
-// the scalar operations); meters are raised afterwards one group at a time.
+// group) and for lane vectors (one channel's record or one instance per lane,
+// each lane doing exactly the scalar operations); meters are raised
+// afterwards, one group at a time or every instance's lane at once.
 #pragma once
 
 #include "../biquad_step.h"
