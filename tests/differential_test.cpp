@@ -39,6 +39,27 @@ std::string CallModelAndLibrary(int format, scenario::Scenario& expected) {
     return diff.empty() ? "" : before + "\nfirst difference (model vs library): " + diff;
 }
 
+// `calls` consecutive calls of one scenario through the model and the
+// library, evolved between calls as a host would; `beforeCall` sees each
+// call's scenario first. Stops at the first difference.
+template <typename BeforeCall>
+void CompareOverCalls(int format, scenario::Scenario& expected, const scenario::Options& opt, int calls,
+                      scenario::Generator& gen, const std::string& where, int& compared, BeforeCall beforeCall) {
+    for (int call = 0; call < calls; ++call) {
+        beforeCall(expected);
+        const std::string failure = CallModelAndLibrary(format, expected);
+        ASSERT_TRUE(failure.empty()) << where << ", call " << call << "\n" << failure;
+        ++compared;
+        gen.Evolve(expected, opt);
+    }
+}
+
+std::string Where(uint64_t seed, int scenarioIndex) {
+    return "seed " + std::to_string(seed) + ", scenario " + std::to_string(scenarioIndex);
+}
+
+const auto kNothingBeforeCall = [](const scenario::Scenario&) {};
+
 class EntryVsModel : public ::testing::TestWithParam<int> {};
 
 TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
@@ -56,12 +77,8 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
         const scenario::Options& opt = n % 3 == 0 ? realistic : hostile;
         scenario::Scenario expected = gen.Make(format, opt);
         const int calls = callCount(gen.Rng());
-        for (int call = 0; call < calls; ++call) {
-            const std::string failure = CallModelAndLibrary(format, expected);
-            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
-            ++compared;
-            gen.Evolve(expected, opt);
-        }
+        ASSERT_NO_FATAL_FAILURE(
+            CompareOverCalls(format, expected, opt, calls, gen, Where(seed, n), compared, kNothingBeforeCall));
     }
     EXPECT_GT(compared, kScenariosPerFormat);
 }
@@ -141,18 +158,16 @@ TEST_P(ManyInstancesVsModel, MatchesBitForBitOverConsecutiveCalls) {
         scenario::Scenario expected = gen.Make(format, opt);
         ASSERT_EQ(scenario::WritableLinks(expected), 0);
         const int calls = callCount(gen.Rng());
-        for (int call = 0; call < calls; ++call) {
-            const BatchCensus census = Census(expected);
-            contexts += static_cast<long>(expected.order.size());
+        const auto countBatches = [&](const scenario::Scenario& s) {
+            const BatchCensus census = Census(s);
+            contexts += static_cast<long>(s.order.size());
             candidates += census.candidates;
             fullBatchCalls += census.longestRun >= 8;
             remainderCalls += census.longestRun % 8 >= 2;
-            wideCalls += expected.order.size() > 16;
-            const std::string failure = CallModelAndLibrary(format, expected);
-            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
-            ++compared;
-            gen.Evolve(expected, opt);
-        }
+            wideCalls += s.order.size() > 16;
+        };
+        ASSERT_NO_FATAL_FAILURE(
+            CompareOverCalls(format, expected, opt, calls, gen, Where(seed, n), compared, countBatches));
     }
     std::printf("[          ] %s: %ld of %ld contexts batch candidates; %d calls, %d with a run of >= 8 batch candidates, %d with a remainder run of 2..7, "
                 "%d with > 16 instances\n",
@@ -242,12 +257,8 @@ TEST_P(SharedMemoryVsModel, MatchesArrayOrderBitForBit) {
         ASSERT_GT(scenario::WritableLinks(expected), 0) << scenario::Describe(expected);
         census.Add(expected);
         const int calls = callCount(gen.Rng());
-        for (int call = 0; call < calls; ++call) {
-            const std::string failure = CallModelAndLibrary(format, expected);
-            ASSERT_TRUE(failure.empty()) << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << failure;
-            ++compared;
-            gen.Evolve(expected, opt);
-        }
+        ASSERT_NO_FATAL_FAILURE(
+            CompareOverCalls(format, expected, opt, calls, gen, Where(seed, n), compared, kNothingBeforeCall));
     }
     std::printf("[          ] %s: %d calls; links: reader before writer %d, after %d (key %d, from an offset %d), "
                 "two writers %d, output inside an input %d, dynState %d, eqCoefs %d, eqState %d, private %d, "
