@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "core_section.hpp"
+#include "dynamics_design.hpp"
 #include "matched_biquad.hpp"
 #include "validation.hpp"
 
@@ -18,6 +19,11 @@ double SectionMagnitudeDb(const float* c, double frequencyHz, double sampleRate)
     const std::complex<double> numerator = double(c[0]) + z1 * (double(c[1]) + z1 * double(c[2]));
     const std::complex<double> denominator = 1.0 - z1 * (double(c[3]) + z1 * double(c[4]));
     return 20.0 * std::log10(std::abs(numerator / denominator));
+}
+
+// The makeup the core delivers: the output gain times its 0 dB factor.
+double MakeupDb(const Dyn_SCoefsBlock& k) {
+    return 20.0 * std::log10(double(k.outputGainTarget) * design::ZeroReductionGain());
 }
 
 }  // namespace
@@ -56,7 +62,7 @@ std::vector<StaticGain> StaticGainCurve(const Dyn_SCoefsBlock& k, std::span<cons
         const bool gateOpen = level >= k.gateOpenThresholdDb;
         const double compressor = std::max(compCurve, double(k.compFloorDbTarget));
         const double expander = gateOpen && expCurve >= k.expRangeDbTarget ? expCurve : double(k.expRangeDbTarget);
-        curve.push_back({compressor, expander, compressor + expander + 20.0 * std::log10(k.outputGainTarget)});
+        curve.push_back({compressor, expander, compressor + expander + MakeupDb(k)});
     }
     return curve;
 }

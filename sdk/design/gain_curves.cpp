@@ -14,6 +14,11 @@
 
 namespace stemstrip::design {
 
+float ZeroReductionGain() {
+    const float curveZeroDb = static_cast<float>(std::exp2(0.5 / 262144.0));  // the exp2 table's first low entry
+    return curveZeroDb * curveZeroDb;
+}
+
 void DesignCompressor(const Compressor& c, double sampleRate, Dyn_SCoefsBlock& k) {
     const double slope = 1.0 / c.ratio - 1.0;  // -1 at an infinite ratio: limiting
     const double width = c.kneeDb;
@@ -28,7 +33,9 @@ void DesignCompressor(const Compressor& c, double sampleRate, Dyn_SCoefsBlock& k
     k.compKneeTopDb = static_cast<float>(c.thresholdDb + 0.5 * width);
     k.compKneeBottomDb = static_cast<float>(bottom);
     k.compFloorDbTarget = static_cast<float>(-c.maxReductionDb);
-    k.outputGainTarget = static_cast<float>(std::pow(10.0, c.makeupDb / 20.0));
+    // The core's 0 dB bias divided out: a neutral strip's gain is exactly
+    // 1.0f, and makeup arrives as asked at 0 dB of reduction.
+    k.outputGainTarget = static_cast<float>(std::pow(10.0, c.makeupDb / 20.0) / ZeroReductionGain());
     k.compAttackCoef = SmoothingFactor(c.attackMs, sampleRate);
     k.compReleaseCoef = SmoothingFactor(c.releaseMs, sampleRate);
 }

@@ -81,6 +81,7 @@ void ValidateDetector(const Detector& d, double sampleRate) {
     CheckTime("detector.peakDecayMs", d.peakDecayMs, kMaxDecayMs);
     CheckTime("detector.averageMs", d.averageMs);
     CheckEnum("detector.filter", d.filter, SideChainFilter::BandPass);
+    if (d.filter == SideChainFilter::Off) return;  // an unused filter is never checked, like a disabled band
     CheckFrequency("detector.filterHz", d.filterHz, sampleRate);
     CheckRange("detector.filterQ", d.filterQ, kMinQ, kMaxQ);
 }
@@ -97,6 +98,7 @@ void ValidateChannelGroups(const std::array<int, 8>& groups, Format f) {
 void ValidateSampleRate(double sampleRate) { CheckRange("sampleRate", sampleRate, 8000.0, 768000.0); }
 
 void ValidateBand(const EqBand& band, const std::string& path, double sampleRate) {
+    if (!band.enabled) return;
     CheckEnum(path + ".type", band.type, BandType::Notch);
     CheckEnum(path + ".placement", band.placement, Placement::PostDynamics);
     CheckFrequency(path + ".frequencyHz", band.frequencyHz, sampleRate);
@@ -105,6 +107,8 @@ void ValidateBand(const EqBand& band, const std::string& path, double sampleRate
 }
 
 }  // namespace design
+
+float HighestFrequencyHz(double sampleRate) { return std::nextafter(static_cast<float>(0.5 * sampleRate), 0.0f); }
 
 void Validate(const Settings& s, Format f, double sampleRate) {
     design::CheckEnum("format", f, Format::Surround7_1);

@@ -53,9 +53,11 @@ TEST(Controls, SanitiseMakesAnyHostValueUsable) {
     EXPECT_EQ(Sanitise(Port("band1_type"), 2.6f, kRate), 3.0f) << "nearest enumeration entry";
     EXPECT_EQ(Sanitise(Port("band1_type"), 99, kRate), 8.0f);
     EXPECT_EQ(Sanitise(Port("band1_freq"), 30000, kRate), 20000.0f) << "the port's top";
-    EXPECT_EQ(Sanitise(Port("band1_freq"), 30000, 32000), 15680.0f) << "49 % of 32 kHz";
-    EXPECT_EQ(Sanitise(Port("band6_freq"), NAN, 8000), 3920.0f) << "a default above 49 % of 8 kHz";
-    EXPECT_EQ(Sanitise(Port("sc_freq"), 20000, 8000), 3920.0f) << "49 % of 8 kHz";
+    // Above what the rate allows: the highest frequency the SDK accepts, the
+    // float just below half the rate.
+    EXPECT_EQ(Sanitise(Port("band1_freq"), 30000, 32000), 15999.999f);
+    EXPECT_EQ(Sanitise(Port("band6_freq"), NAN, 8000), 3999.9998f) << "a default above 4 kHz";
+    EXPECT_EQ(Sanitise(Port("sc_freq"), 20000, 8000), 3999.9998f);
     EXPECT_EQ(Sanitise(Port("band1_freq"), 5, kRate), 10.0f);
 }
 

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-namespace stemstrip::lv2 {
+#include "stemstrip/design.hpp"
 
-// Just inside the designer's open bound of half the sample rate.
-constexpr double kHighestFrequencyShare = 0.49;
+namespace stemstrip::lv2 {
 
 float Sanitise(const ControlPort& port, float raw, double sampleRate) {
     // A NaN becomes the default, which then goes through the same checks:
@@ -18,7 +17,9 @@ float Sanitise(const ControlPort& port, float raw, double sampleRate) {
         case Hint::Linear:
         case Hint::Logarithmic: break;
     }
-    if (port.unit == Unit::Hz) v = std::min(v, static_cast<float>(kHighestFrequencyShare * sampleRate));
+    // A plugin cannot refuse a value: a frequency the rate cannot play is
+    // clamped to the highest one the SDK accepts.
+    if (port.unit == Unit::Hz) v = std::min(v, HighestFrequencyHz(sampleRate));
     return v;
 }
 

@@ -23,10 +23,16 @@ class SettingsError : public std::invalid_argument {
     using std::invalid_argument::invalid_argument;
 };
 
-// Every field is checked, enabled or not (a disabled band must still be a band
-// this sample rate can play), and so are the format and the sample rate
-// (8 kHz to 768 kHz). Throws SettingsError on the first bad one.
+// Every field in use is checked, and so are the format and the sample rate
+// (8 kHz to 768 kHz). A disabled band (and the side-chain filter when it is
+// Off) is never checked: a preset keeps its unused bands at any rate. An
+// enabled band's frequency must lie in (0, sampleRate / 2). Throws
+// SettingsError on the first bad value, naming it and the valid range.
 void Validate(const Settings& s, Format f, double sampleRate);
+
+// The highest frequency a band or the side-chain filter may have at this
+// rate. Hosts that cannot refuse a value (the LV2 plugin) clamp to it.
+float HighestFrequencyHz(double sampleRate);
 
 // Validates, then designs. Time constants are converted for the core's
 // recursions: a smoothing time tau is the time to cover 63 % (1 - 1/e) of a

@@ -28,15 +28,15 @@ TEST(Validation, RejectsEachClassOfBadInputNamingIt) {
         {[](Settings&, Format&, double& fs) { fs = kNaN; }, "sampleRate = nan"},
         {[](Settings&, Format&, double& fs) { fs = 1e7; }, "sampleRate = 10000000"},
         {[](Settings&, Format& f, double&) { f = static_cast<Format>(11); }, "format = 11 is out of range; valid: [0, 10]"},
-        {[](Settings& s, Format&, double&) { s.bands[2].frequencyHz = 30000.0; },
+        {[](Settings& s, Format&, double&) { s.bands[2].enabled = true, s.bands[2].frequencyHz = 30000.0; },
          "bands[2].frequencyHz = 30000 is out of range; valid: [10, 24000)"},
-        {[](Settings& s, Format&, double&) { s.bands[0].frequencyHz = 24000.0; }, "bands[0].frequencyHz = 24000"},
-        {[](Settings& s, Format&, double&) { s.bands[5].frequencyHz = 0.0; }, "bands[5].frequencyHz = 0"},
-        {[](Settings& s, Format&, double&) { s.bands[7].frequencyHz = kNaN; }, "bands[7].frequencyHz = nan"},
-        {[](Settings& s, Format&, double&) { s.bands[1].q = 0.0; }, "bands[1].q = 0 is out of range; valid: [0.1, 30]"},
-        {[](Settings& s, Format&, double&) { s.bands[3].gainDb = kNaN; }, "bands[3].gainDb = nan"},
-        {[](Settings& s, Format&, double&) { s.bands[4].type = static_cast<BandType>(42); }, "bands[4].type = 42"},
-        {[](Settings& s, Format&, double&) { s.bands[6].placement = static_cast<Placement>(-1); }, "bands[6].placement = -1"},
+        {[](Settings& s, Format&, double&) { s.bands[0].enabled = true, s.bands[0].frequencyHz = 24000.0; }, "bands[0].frequencyHz = 24000"},
+        {[](Settings& s, Format&, double&) { s.bands[5].enabled = true, s.bands[5].frequencyHz = 0.0; }, "bands[5].frequencyHz = 0"},
+        {[](Settings& s, Format&, double&) { s.bands[7].enabled = true, s.bands[7].frequencyHz = kNaN; }, "bands[7].frequencyHz = nan"},
+        {[](Settings& s, Format&, double&) { s.bands[1].enabled = true, s.bands[1].q = 0.0; }, "bands[1].q = 0 is out of range; valid: [0.1, 30]"},
+        {[](Settings& s, Format&, double&) { s.bands[3].enabled = true, s.bands[3].gainDb = kNaN; }, "bands[3].gainDb = nan"},
+        {[](Settings& s, Format&, double&) { s.bands[4].enabled = true, s.bands[4].type = static_cast<BandType>(42); }, "bands[4].type = 42"},
+        {[](Settings& s, Format&, double&) { s.bands[6].enabled = true, s.bands[6].placement = static_cast<Placement>(-1); }, "bands[6].placement = -1"},
         {[](Settings& s, Format&, double&) { s.compressor.ratio = 0.5; }, "compressor.ratio = 0.5 is out of range; valid: [1, inf]"},
         {[](Settings& s, Format&, double&) { s.compressor.ratio = kNaN; }, "compressor.ratio = nan"},
         {[](Settings& s, Format&, double&) { s.compressor.kneeDb = -3.0; }, "compressor.kneeDb = -3"},
@@ -47,7 +47,7 @@ TEST(Validation, RejectsEachClassOfBadInputNamingIt) {
         {[](Settings& s, Format&, double&) { s.expander.rangeDb = -10.0; }, "expander.rangeDb = -10"},
         {[](Settings& s, Format&, double&) { s.expander.hysteresisDb = -1.0; }, "expander.hysteresisDb = -1"},
         {[](Settings& s, Format&, double&) { s.expander.holdMs = kNaN; }, "expander.holdMs = nan"},
-        {[](Settings& s, Format&, double&) { s.detector.filterHz = -5.0; }, "detector.filterHz = -5"},
+        {[](Settings& s, Format&, double&) { s.detector.filter = SideChainFilter::HighPass, s.detector.filterHz = -5.0; }, "detector.filterHz = -5"},
         {[](Settings& s, Format&, double&) { s.detector.peakDecayMs = -1.0; }, "detector.peakDecayMs = -1"},
         {[](Settings& s, Format&, double&) { s.detector.mode = static_cast<DetectorMode>(2); }, "detector.mode = 2"},
         {[](Settings& s, Format& f, double&) { f = Format::Surround5_1, s.channelGroups = std::array<int, 8>{0, 0, 1, 2, 4, 3}; },
@@ -85,6 +85,12 @@ TEST(Validation, AcceptsTheEdgesOfEveryRange) {
     s.channelGroups = std::array<int, 8>{0, 0, 1, 2, 3, 3, 4, 4};
     EXPECT_NO_THROW(Design(s, Format::Surround7_1, 44100.0));
     EXPECT_NO_THROW(Design(s, Format::Surround7_1, 8000.0 * 96));
+
+    // Unused stages are never checked: a preset keeps its disabled bands at any rate.
+    Settings unused;
+    unused.bands[2] = {false, static_cast<BandType>(42), Placement::PostDynamics, 30000.0, kNaN, 0.0};
+    unused.detector.filterHz = 30000.0;
+    EXPECT_NO_THROW(Design(unused, Format::Mono, 8000.0));
 
     // The analysis applies the same band checks.
     const double at[] = {1000.0};
