@@ -57,8 +57,7 @@ void CheckBatchBlock(int n, int capacity) {
         ThrowUsage("n = ", n, " is out of range: a multiple of 16 in 0..", capacity);
 }
 
-void CheckProcessCall(const float* const* inputs, float* const* outputs, int channels, int n, bool alignedBlocks,
-                      const float* key, bool keyNeeded) {
+void CheckProcessCall(const float* const* inputs, float* const* outputs, int channels, int n, bool alignedBlocks) {
     if (n < 0) ThrowUsage("n = ", n, " is negative: the sample count must be >= 0");
     if (alignedBlocks && n % 16 != 0)
         ThrowUsage("n = ", n, " is not a multiple of 16, which this instance was promised (alignedBlocks); "
@@ -70,9 +69,6 @@ void CheckProcessCall(const float* const* inputs, float* const* outputs, int cha
         if (!inputs[c]) ThrowUsage("inputs[", c, "] is null: channels 0..", channels - 1, " all need a buffer of n = ", n, " samples");
         if (!outputs[c]) ThrowUsage("outputs[", c, "] is null: channels 0..", channels - 1, " all need a buffer of n = ", n, " samples");
     }
-    if (keyNeeded && !key)
-        ThrowUsage("key is null but settings.detector.externalKey is on: pass a key buffer of n = ", n,
-             " samples, or turn externalKey off");
 }
 
 }  // namespace stemstrip::runtime

@@ -32,9 +32,8 @@ void CheckMemberCount(int count);
 void CheckNoExternalKey(const Settings& s);
 void CheckBatchBlock(int n, int capacity);
 
-// One process() call: n >= 0 (and a multiple of 16 when promised), no null
-// buffer, and a key buffer when the settings detect from the key.
-void CheckProcessCall(const float* const* inputs, float* const* outputs, int channels, int n, bool alignedBlocks,
-                      const float* key, bool keyNeeded);
+// One process() call: n >= 0 (and a multiple of 16 when promised) and no
+// null channel buffer.
+void CheckProcessCall(const float* const* inputs, float* const* outputs, int channels, int n, bool alignedBlocks);
 
 }  // namespace stemstrip::runtime

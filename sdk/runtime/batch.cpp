@@ -4,6 +4,7 @@
 
 #include "argument_checks.hpp"
 #include "core_strip.hpp"
+#include "finite_guard.hpp"
 #include "meter_exchange.hpp"
 
 namespace stemstrip {
@@ -14,6 +15,9 @@ struct Batch::Impl {
         runtime::MeterExchange meters;
         std::vector<const float*> inputs;
         std::vector<float*> outputs;
+        std::vector<float*> finiteInputs;          // into `finiteCopies`, for calls with non-finite input
+        std::vector<float> finiteCopies;
+        std::int64_t samplesIn = 0;
     };
 
     Format format;
@@ -53,9 +57,11 @@ Batch::Batch(Format format, const Settings& settings, double sampleRate, int cou
     }
     for (int i = 0; i < count; ++i) {
         Impl::Member& m = *b.members[i];
+        m.finiteCopies.assign(static_cast<size_t>(b.channels) * capacity, 0.0f);
         for (int c = 0; c < b.channels; ++c) {
             m.inputs.push_back(b.buffer(i, c, false));
             m.outputs.push_back(b.buffer(i, c, true));
+            m.finiteInputs.push_back(&m.finiteCopies[static_cast<size_t>(c) * capacity]);
         }
         b.contexts.push_back(m.core.context());
     }
@@ -79,9 +85,24 @@ void Batch::process(int n) {
     Impl& b = *impl_;
     runtime::CheckBatchBlock(n, b.capacity);
     if (n == 0) return;
-    for (auto& m : b.members) m->core.bind(m->inputs.data(), m->outputs.data(), nullptr, n);
+    for (auto& m : b.members) {
+        // Non-finite samples reach the core as 0, from copies: the member's
+        // input buffers stay as the caller filled them.
+        const runtime::NonFiniteScan scan = runtime::ScanNonFinite(m->inputs.data(), b.channels, nullptr, n);
+        if (scan.count > 0) {
+            m->meters.countNonFinite(scan.count, m->samplesIn + scan.first);
+            for (int c = 0; c < b.channels; ++c)
+                runtime::CopyFinite(m->finiteInputs[c], m->inputs[c], n);
+        }
+        m->samplesIn += n;
+        const float* const* inputs = scan.count > 0 ? m->finiteInputs.data() : m->inputs.data();
+        m->core.bind(inputs, m->outputs.data(), nullptr, n);
+    }
     runtime::EntryFor(b.format)(b.contexts.data(), b.contexts.data() + b.contexts.size());
-    for (auto& m : b.members) m->meters.foldAndClear(m->core, n);
+    for (auto& m : b.members) {
+        m->core.recoverIfNonFinite();
+        m->meters.foldAndClear(m->core, n);
+    }
 }
 
 MeterSnapshot Batch::readMeters(int member) {

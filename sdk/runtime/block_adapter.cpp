@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "finite_guard.hpp"
+
 namespace stemstrip::runtime {
 namespace {
 
@@ -34,8 +36,9 @@ void BlockAdapter::reset() {
 }
 
 int BlockAdapter::process(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key,
-                          int n) {
-    return aligned_ ? processAligned(core, inputs, outputs, key, n) : processFifo(core, inputs, outputs, key, n);
+                          int n, bool inputsFinite) {
+    return aligned_ ? processAligned(core, inputs, outputs, key, n, inputsFinite)
+                    : processFifo(core, inputs, outputs, key, n);
 }
 
 bool BlockAdapter::outputsOverlapInputs(const float* const* inputs, float* const* outputs, const float* key,
@@ -49,16 +52,16 @@ bool BlockAdapter::outputsOverlapInputs(const float* const* inputs, float* const
 }
 
 // Copies host samples [from, from + count) of every channel (and the key)
-// into the staging buffers at position `at`.
+// into the staging buffers at position `at`, non-finite ones as 0.
 void BlockAdapter::stage(const float* const* inputs, const float* key, int from, int count, int at) {
-    for (int c = 0; c < channels_; ++c) Copy(stagedInWritable_[c] + at, inputs[c] + from, count);
-    if (key) Copy(stagedInWritable_[channels_] + at, key + from, count);
+    for (int c = 0; c < channels_; ++c) CopyFinite(stagedInWritable_[c] + at, inputs[c] + from, count);
+    if (key) CopyFinite(stagedInWritable_[channels_] + at, key + from, count);
 }
 
 int BlockAdapter::processAligned(CoreStrip& core, const float* const* inputs, float* const* outputs,
-                                 const float* key, int n) {
+                                 const float* key, int n, bool inputsFinite) {
     if (n == 0) return 0;
-    if (!outputsOverlapInputs(inputs, outputs, key, n)) {
+    if (inputsFinite && !outputsOverlapInputs(inputs, outputs, key, n)) {
         core.run(inputs, outputs, key, n);
         return n;
     }

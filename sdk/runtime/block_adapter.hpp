@@ -5,13 +5,15 @@
 // go to the core directly, since they then hold exactly the rounded-up
 // length; when an output overlaps an input (in-place processing) the inputs
 // are first copied to internal buffers, so the core's bypass and input
-// meter still see the untouched input.
+// meter still see the untouched input. Inputs holding non-finite samples
+// take the same copying path, which replaces those samples by 0.
 //
 // FIFO mode (any length): incoming samples collect in a 16-sample input
 // FIFO; each completed block is processed into an output queue that the
 // host reads from kFifoLatency samples behind. 15 samples is the least
 // delay that works for every chunking (a 1-sample call must be answered
-// before its block is complete). The core never sees a host buffer here.
+// before its block is complete). The core never sees a host buffer here,
+// and every copy into the FIFO replaces non-finite samples by 0.
 //
 // All memory is allocated at construction.
 #pragma once
@@ -35,11 +37,14 @@ public:
     void reset();
 
     // Runs `core` over the host's n samples; returns how many samples the
-    // core processed (for the meters).
-    int process(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key, int n);
+    // core processed (for the meters). `inputsFinite`: no input or key
+    // sample is NaN or infinite.
+    int process(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key, int n,
+                bool inputsFinite);
 
 private:
-    int processAligned(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key, int n);
+    int processAligned(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key, int n,
+                       bool inputsFinite);
     int processFifo(CoreStrip& core, const float* const* inputs, float* const* outputs, const float* key, int n);
     bool outputsOverlapInputs(const float* const* inputs, float* const* outputs, const float* key, int n) const;
     void stage(const float* const* inputs, const float* key, int from, int count, int at);

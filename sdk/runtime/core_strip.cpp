@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "finite_guard.hpp"
+
 namespace stemstrip::runtime {
 
 AlgEntry_Fn EntryFor(Format f) {
@@ -20,21 +22,26 @@ CoreStrip::CoreStrip(Format f) : entry_(EntryFor(f)), channels_(ChannelCount(f))
 }
 
 void CoreStrip::start(const CoefficientSet& set) {
+    std::memset(blocks_->privateBlock, 0, sizeof blocks_->privateBlock);
+    retarget(set);
+    restart();
+}
+
+void CoreStrip::restart() {
     Blocks& b = *blocks_;
     std::memset(b.dynState, 0, sizeof b.dynState);
     std::memset(b.eqState, 0, sizeof b.eqState);
-    std::memset(b.privateBlock, 0, sizeof b.privateBlock);
     for (int i = 0; i < EQ_kCoefCount; ++i) {
-        b.eqCoefs.coefs[i] = set.eq.coefs[i];
-        b.eqCoefs.accum[i] = set.eq.coefs[i];
+        b.eqCoefs.coefs[i] = b.eqTarget.coefs[i];
+        b.eqCoefs.accum[i] = b.eqTarget.coefs[i];
     }
     for (Dyn_SState& s : b.dynState) {
-        s.outputGain = set.dyn.outputGainTarget;
-        s.compFloorDb = set.dyn.compFloorDbTarget;
-        s.expRangeDb = set.dyn.expRangeDbTarget;
+        s.outputGain = b.dyn.outputGainTarget;
+        s.compFloorDb = b.dyn.compFloorDbTarget;
+        s.expRangeDb = b.dyn.expRangeDbTarget;
         s.gateOpen = 1;
+        s.dezipRate = dezipRate_;
     }
-    retarget(set);
 }
 
 void CoreStrip::retarget(const CoefficientSet& set) {
@@ -43,6 +50,7 @@ void CoreStrip::retarget(const CoefficientSet& set) {
     b.dyn = set.dyn;
     // The core reads record 0 only; the rate goes in every record so that no
     // record ever holds a stale one.
+    dezipRate_ = set.dezipRate;
     for (Dyn_SState& s : b.dynState) s.dezipRate = set.dezipRate;
 }
 
@@ -61,6 +69,31 @@ void CoreStrip::run(const float* const* inputs, float* const* outputs, const flo
     bind(inputs, outputs, key, n);
     SChannelStrip_Alg_Context* ctx = context();
     entry_(&ctx, &ctx + 1);
+    recoverIfNonFinite();
+}
+
+bool CoreStrip::stateIsFinite() const {
+    const Blocks& b = *blocks_;
+    bool finite = true;
+    for (int c = 0; c < channels_; ++c) {
+        for (int k = 0; k < EQ_kMaxSections; ++k) finite &= !NonFinite(b.eqState[c].z1[k]) & !NonFinite(b.eqState[c].z2[k]);
+        const Dyn_SState& s = b.dynState[c];
+        for (float v : {s.compGainDb, s.expGainDb, s.detFilterZ1, s.detFilterZ2, s.levelZ1, s.levelZ2, s.peakEnvelope,
+                        s.levelOut, s.outputGain, s.compFloorDb, s.expRangeDb})
+            finite &= !NonFinite(v);
+    }
+    return finite;
+}
+
+void CoreStrip::recoverIfNonFinite() {
+    if (stateIsFinite()) return;
+    restart();
+    ++stateResets_;
+    Blocks& b = *blocks_;
+    const int written = (b.sampleCount + 15) / 16 * 16;
+    for (int c = 0; c < channels_; ++c)
+        for (int i = 0; i < written; ++i)
+            if (NonFinite(b.outputs[c][i])) b.outputs[c][i] = 0.0f;
 }
 
 }  // namespace stemstrip::runtime

@@ -7,6 +7,7 @@
 #include "argument_checks.hpp"
 #include "block_adapter.hpp"
 #include "core_strip.hpp"
+#include "finite_guard.hpp"
 #include "meter_exchange.hpp"
 #include "stemstrip/denormals.hpp"
 #include "triple_buffer.hpp"
@@ -44,10 +45,10 @@ struct Instance::Impl {
     const InstanceOptions options;
 
     // Audio thread only.
-    CoefficientSet running;                 // what the core's targets hold
-    std::optional<CoefficientSet> arrived;  // taken from the mailbox, not yet in the core
+    CoefficientSet running;  // what the core's targets hold
     runtime::CoreStrip core;
     runtime::BlockAdapter adapter;
+    std::int64_t samplesIn = 0;  // input samples taken since construction
 
     // Control side: writers are serialised by the mutex; the audio thread
     // never takes it.
@@ -60,25 +61,27 @@ struct Instance::Impl {
 };
 
 void Instance::Impl::process(const float* const* inputs, float* const* outputs, int n, const float* key) {
-    if (const CoefficientSet* newest = mailbox.takeNewest()) arrived = *newest;
-    const CoefficientSet& next = arrived ? *arrived : running;
-    // Checked against the settings this call will run with, before anything
-    // is written: a rejected call leaves the instance as it was.
-    runtime::CheckProcessCall(inputs, outputs, core.channels(), n, options.alignedBlocks, key,
-                              next.dyn.keySource == 1);
-
-    if (arrived) {
-        running = *arrived;
-        arrived.reset();
+    // Checked before anything is written: a rejected call leaves the
+    // instance as it was.
+    runtime::CheckProcessCall(inputs, outputs, core.channels(), n, options.alignedBlocks);
+    if (const CoefficientSet* newest = mailbox.takeNewest()) {
+        running = *newest;
         core.retarget(running);
     }
     if (resetRequested.exchange(false, std::memory_order_acquire)) {
         core.start(running);
         adapter.reset();
     }
+    // A control thread may turn the key on before the host passes one: the
+    // core then detects from the programme, as with no key.
+    if (running.dyn.keySource == 1 && !key && n > 0) meters.countMissingKey();
+    const runtime::NonFiniteScan scan = runtime::ScanNonFinite(inputs, core.channels(), key, n);
+    if (scan.count > 0) meters.countNonFinite(scan.count, samplesIn + scan.first);
+    samplesIn += n;
+
     std::optional<DenormalScope> flush;
     if (options.flushDenormals) flush.emplace();
-    const int processed = adapter.process(core, inputs, outputs, key, n);
+    const int processed = adapter.process(core, inputs, outputs, key, n, scan.count == 0);
     meters.foldAndClear(core, processed);
 }
 

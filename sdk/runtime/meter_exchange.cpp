@@ -32,8 +32,16 @@ void MeterExchange::foldAndClear(CoreStrip& core, std::int64_t samples) {
     raise(compReduction_, dyn[kCompReduction]);
     raise(expReduction_, dyn[kExpReduction]);
     samples_.fetch_add(samples, std::memory_order_relaxed);
+    stateResets_.fetch_add(core.takeStateResets(), std::memory_order_relaxed);
     float* block = core.inputPeaks();
     for (int i = 0; i < core.privateFloats(); ++i) block[i] = 0.0f;
+}
+
+void MeterExchange::countNonFinite(std::int64_t count, std::int64_t first) {
+    nonFinite_.fetch_add(count, std::memory_order_relaxed);
+    std::int64_t old = firstNonFinite_.load(std::memory_order_relaxed);
+    while (first < old && !firstNonFinite_.compare_exchange_weak(old, first, std::memory_order_relaxed)) {
+    }
 }
 
 MeterSnapshot MeterExchange::read() {
@@ -47,6 +55,11 @@ MeterSnapshot MeterExchange::read() {
     s.compReductionDb = 0.0f - ToDb(1.0f - take(compReduction_));
     s.expReductionDb = 0.0f - ToDb(1.0f - take(expReduction_));
     s.samples = samples_.exchange(0, std::memory_order_relaxed);
+    s.nonFiniteSamples = nonFinite_.exchange(0, std::memory_order_relaxed);
+    const std::int64_t first = firstNonFinite_.exchange(kNone, std::memory_order_relaxed);
+    s.firstNonFiniteSample = first == kNone ? -1 : first;
+    s.stateResets = stateResets_.exchange(0, std::memory_order_relaxed);
+    s.missingKeyCalls = missingKeyCalls_.exchange(0, std::memory_order_relaxed);
     return s;
 }
 

@@ -22,6 +22,11 @@ public:
     // Audio thread, after the core ran `samples` samples.
     void foldAndClear(CoreStrip& core, std::int64_t samples);
 
+    // Audio thread: non-finite input samples found at the door; `first` is
+    // the earliest one's input sample index.
+    void countNonFinite(std::int64_t count, std::int64_t first);
+    void countMissingKey() { missingKeyCalls_.fetch_add(1, std::memory_order_relaxed); }
+
     // Any thread: maxima since the previous read, then cleared.
     MeterSnapshot read();
 
@@ -33,7 +38,9 @@ private:
     int channels_;
     std::array<std::atomic<float>, 8> inputPeak_{}, outputPeak_{}, channelGain_{};
     std::atomic<float> compReduction_{0.0f}, expReduction_{0.0f};  // linear: 1 - gain
-    std::atomic<std::int64_t> samples_{0};
+    std::atomic<std::int64_t> samples_{0}, nonFinite_{0}, stateResets_{0}, missingKeyCalls_{0};
+    std::atomic<std::int64_t> firstNonFinite_{kNone};
+    static constexpr std::int64_t kNone = INT64_MAX;
 };
 
 }  // namespace stemstrip::runtime

@@ -48,12 +48,17 @@ public:
     void reset();
 
     // Audio thread. inputs/outputs: one pointer per channel to n samples each
-    // (they may be the same buffers); key: n samples, required when
-    // settings.detector.externalKey is on. No locks, no allocation; throws
-    // UsageError on a bad argument before touching anything.
+    // (they may be the same buffers); key: n samples, used when
+    // settings.detector.externalKey is on (without one the strip detects
+    // from the programme and counts the call). NaN and infinite samples
+    // reach the strip as 0 (counted; the caller's buffers are not written),
+    // and a state that goes non-finite anyway restarts within the call, so
+    // one bad sample never silences the strip for good. No locks, no
+    // allocation; throws UsageError on a bad argument before touching
+    // anything.
     void process(const float* const* inputs, float* const* outputs, int n, const float* key = nullptr);
 
-    // Any thread: maxima since the previous read.
+    // Any thread: maxima and counts since the previous read.
     MeterSnapshot readMeters();
 
     int latency() const;  // samples of delay from input to output: 0 or 15

@@ -18,6 +18,12 @@ struct MeterSnapshot {
     float compReductionDb = 0.0f;          // deepest compressor gain reduction, >= 0
     float expReductionDb = 0.0f;           // deepest expander/gate gain reduction, >= 0
     std::int64_t samples = 0;              // samples processed into these values
+
+    // What the SDK kept from the core (see Instance::process):
+    std::int64_t nonFiniteSamples = 0;      // NaN or infinite programme and key samples, replaced by 0
+    std::int64_t firstNonFiniteSample = -1; // input sample index of the earliest of them, or -1
+    std::int64_t stateResets = 0;           // states that went non-finite anyway and were restarted
+    std::int64_t missingKeyCalls = 0;       // calls without a key while detector.externalKey was on
 };
 
 }  // namespace stemstrip

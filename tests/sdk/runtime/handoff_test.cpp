@@ -33,7 +33,7 @@ TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
     for (int i = 0; i < kCalls; ++i) {
         strip.process(in, out, kBlock);
         // Every output is one of the two settings, never a torn mixture.
-        const double gain = Db(outL[0] / 0.25f / kUnityBias);
+        const double gain = Db(outL[0] / 0.25f);
         ASSERT_TRUE(std::abs(gain) < 1e-4 || std::abs(gain - 6.0) < 1e-4) << gain;
     }
     control.join();
@@ -41,8 +41,8 @@ TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
     audioDone = true;
     reader.join();
 
-    EXPECT_NEAR(Db(outL.back() / 0.25f / kUnityBias), 6.0, 1e-4);
-    EXPECT_NEAR(Db(-outR.back() / 0.25f / kUnityBias), 6.0, 1e-4);
+    EXPECT_NEAR(Db(outL.back() / 0.25f), 6.0, 1e-4);
+    EXPECT_NEAR(Db(-outR.back() / 0.25f), 6.0, 1e-4);
     EXPECT_EQ(strip.settings().compressor.makeupDb, 6.0);
     samplesRead += strip.readMeters().samples;
     EXPECT_EQ(samplesRead, (kCalls + 1LL) * kBlock) << "read-and-clear lost or doubled samples";

@@ -55,27 +55,44 @@ TEST(Meters, DecibelsMatchTheLinearSignalAndReadClears) {
     EXPECT_EQ(again.compReductionDb, 0.0f);
 }
 
-TEST(Passthrough, DefaultSettingsPassAudioWithinTheUnityBias) {
-    for (Format f : {Format::Mono, Format::Stereo, Format::Surround5_1, Format::Surround7_1}) {
-        Instance strip(f, Settings{}, kRate);
-        const int channels = strip.channels(), n = 4000;
-        std::mt19937 rng(3);
-        std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
-        std::vector<std::vector<float>> x(channels, std::vector<float>(n)), y = x;
-        std::vector<const float*> in;
-        std::vector<float*> out;
-        for (int c = 0; c < channels; ++c) {
-            for (float& v : x[c]) v = noise(rng);
-            in.push_back(x[c].data());
-            out.push_back(y[c].data());
+// The null test: a neutral strip's output equals its input bit for bit,
+// and makeup on it is delivered as asked.
+TEST(Passthrough, ANeutralStripNullsAgainstItsInput) {
+    Settings busyButNeutral;  // no band enabled, ratio 1, expander off, 0 dB makeup
+    busyButNeutral.bands[3] = {.gainDb = 12.0, .q = 4.0};
+    busyButNeutral.compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1};
+    busyButNeutral.expander = {.thresholdDb = -30.0, .rangeDb = 20.0};
+    busyButNeutral.detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass};
+    busyButNeutral.inputMeterTrimDb = 6.0;
+    Settings makeup;
+    makeup.compressor.makeupDb = 6.0;
+    for (int format = 0; format < kFormatCount; ++format) {
+        for (const Settings& s : {Settings{}, busyButNeutral, makeup}) {
+            const Format f = static_cast<Format>(format);
+            Instance strip(f, s, kRate);
+            const int channels = strip.channels(), n = 4000;
+            std::mt19937 rng(3);
+            std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+            std::vector<std::vector<float>> x(channels, std::vector<float>(n)), y = x;
+            std::vector<const float*> in;
+            std::vector<float*> out;
+            for (int c = 0; c < channels; ++c) {
+                for (float& v : x[c]) v = noise(rng);
+                in.push_back(x[c].data());
+                out.push_back(y[c].data());
+            }
+            strip.process(in.data(), out.data(), n);
+            const double gain = std::pow(10.0, s.compressor.makeupDb / 20.0);
+            const int delay = strip.latency();
+            for (int c = 0; c < channels; ++c)
+                for (int i = delay; i < n; ++i) {
+                    const float expected = x[c][i - delay];
+                    if (gain == 1.0)
+                        ASSERT_EQ(y[c][i], expected) << FormatName(f) << " channel " << c << " sample " << i;
+                    else  // the gain factor's and the product's rounding
+                        ASSERT_NEAR(y[c][i], expected * gain, std::abs(expected) * 0x1p-22) << FormatName(f);
+                }
         }
-        strip.process(in.data(), out.data(), n);
-        const int delay = strip.latency();
-        for (int c = 0; c < channels; ++c)
-            for (int i = delay; i < n; ++i)
-                // the bias, plus the rounding of the gain factor and of the product
-                ASSERT_NEAR(y[c][i], x[c][i - delay], std::abs(x[c][i - delay]) * (kUnityBias - 1.0 + 0x1p-22))
-                    << FormatName(f) << " channel " << c << " sample " << i;
     }
 }
 

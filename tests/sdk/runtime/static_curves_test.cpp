@@ -31,14 +31,14 @@ double ExpanderGainDb(double level, double threshold, double ratio, double knee,
     return std::max(gain, -range);
 }
 
-// Gain (dB, bias removed) of a fresh mono strip on a 0.5 s sine, read at the
+// Gain (dB) of a fresh mono strip on a 0.5 s sine, read at the
 // last positive peak, where the input is exactly the amplitude.
 double SteadyGainDb(const Settings& s, double levelDb) {
     Instance strip(Format::Mono, s, kRate, Aligned());
     const std::vector<float> x = Sine(Amp(levelDb), 24000);
     const std::vector<float> y = RunMono(strip, x);
     const int peak = 24000 - 48 + 12;
-    return Db(y[peak] / x[peak] / kUnityBias);
+    return Db(y[peak] / x[peak]);
 }
 
 Settings SlowPeakDetector() {
