@@ -3,16 +3,34 @@
 #pragma once
 
 #include <sstream>
+#include <string_view>
 
 #include "stemstrip/design.hpp"
 #include "stemstrip/usage_error.hpp"
 
 namespace stemstrip::runtime {
 
+// Bad input comes back in messages as text (string_view, C string): a
+// runaway one, such as a whole file pasted into an assignment, is cut so the
+// message stays readable. The runtime's own text (lists of valid names) is
+// std::string and stays whole.
+inline constexpr size_t kMaxEcho = 100;
+inline void Put(std::ostream& o, std::string_view text) {
+    if (text.size() <= kMaxEcho)
+        o << text;
+    else
+        o << text.substr(0, kMaxEcho) << "... (" << text.size() << " characters)";
+}
+inline void Put(std::ostream& o, const char* text) { Put(o, std::string_view(text)); }
+template <class T>
+void Put(std::ostream& o, const T& value) {
+    o << value;
+}
+
 template <class... Parts>
 [[noreturn]] void ThrowUsage(const Parts&... parts) {
     std::ostringstream message;
-    (message << ... << parts);
+    (Put(message, parts), ...);
     throw UsageError(message.str());
 }
 

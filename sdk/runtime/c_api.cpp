@@ -49,7 +49,10 @@ stemstrip_sdk* stemstrip_sdk_create(const char* format_name, double sample_rate,
     return strip;
 }
 
-void stemstrip_sdk_destroy(stemstrip_sdk* strip) { delete strip; }
+void stemstrip_sdk_destroy(stemstrip_sdk* strip) {
+    lastError.clear();
+    delete strip;  // null is a no-op, as for free()
+}
 
 int stemstrip_sdk_set(stemstrip_sdk* strip, const char* assignments) {
     return Guarded([&] {
@@ -89,11 +92,30 @@ int stemstrip_sdk_read_meters(stemstrip_sdk* strip, stemstrip_sdk_meters* meters
         meters->comp_reduction_db = m.compReductionDb;
         meters->exp_reduction_db = m.expReductionDb;
         meters->samples = m.samples;
+        meters->non_finite_samples = m.nonFiniteSamples;
+        meters->first_non_finite_sample = m.firstNonFiniteSample;
+        meters->state_resets = m.stateResets;
+        meters->missing_key_calls = m.missingKeyCalls;
     });
 }
 
-int stemstrip_sdk_latency(const stemstrip_sdk* strip) { return strip ? strip->instance.latency() : -1; }
-int stemstrip_sdk_channels(const stemstrip_sdk* strip) { return strip ? strip->instance.channels() : -1; }
+int stemstrip_sdk_latency(const stemstrip_sdk* strip) {
+    int latency = -1;
+    Guarded([&] {
+        CheckHandle(strip);
+        latency = strip->instance.latency();
+    });
+    return latency;
+}
+
+int stemstrip_sdk_channels(const stemstrip_sdk* strip) {
+    int channels = -1;
+    Guarded([&] {
+        CheckHandle(strip);
+        channels = strip->instance.channels();
+    });
+    return channels;
+}
 
 const char* stemstrip_sdk_last_error(void) { return lastError.c_str(); }
 

@@ -45,6 +45,14 @@ typedef struct stemstrip_sdk_meters {
     float comp_reduction_db;
     float exp_reduction_db;
     long long samples;
+    /* NaN or infinite input and key samples, replaced by 0 on their way in;
+     * the input sample index of the first of them, or -1; states that went
+     * non-finite anyway and restarted; calls without a key while
+     * detector.externalKey was on (they detect from the programme). */
+    long long non_finite_samples;
+    long long first_non_finite_sample;
+    long long state_resets;
+    long long missing_key_calls;
 } stemstrip_sdk_meters;
 
 /* format_name: "mono", "stereo", "lcr", "quad", "lcrs", "5.0", "5.1", "6.0",
@@ -63,11 +71,12 @@ STEMSTRIP_SDK_API int stemstrip_sdk_process(stemstrip_sdk* strip, const float* c
                           const float* key);
 
 STEMSTRIP_SDK_API int stemstrip_sdk_read_meters(stemstrip_sdk* strip, stemstrip_sdk_meters* meters);
-STEMSTRIP_SDK_API int stemstrip_sdk_latency(const stemstrip_sdk* strip);  /* samples, or -1 */
-STEMSTRIP_SDK_API int stemstrip_sdk_channels(const stemstrip_sdk* strip); /* or -1 */
+STEMSTRIP_SDK_API int stemstrip_sdk_latency(const stemstrip_sdk* strip);  /* samples, or -1 on a null handle */
+STEMSTRIP_SDK_API int stemstrip_sdk_channels(const stemstrip_sdk* strip); /* or -1 on a null handle */
 
-/* The last error of the calling thread; "" when none. Valid until that
- * thread's next call into this API. */
+/* The last error of the calling thread; "" when none. Every function sets
+ * it, a null handle included. Bad input it echoes is cut to about 100
+ * characters. Valid until that thread's next call into this API. */
 STEMSTRIP_SDK_API const char* stemstrip_sdk_last_error(void);
 
 #ifdef __cplusplus

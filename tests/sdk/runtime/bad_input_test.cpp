@@ -94,6 +94,10 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("sampleRate = -1"));
     EXPECT_EQ(stemstrip_sdk_set(nullptr, "bypass=1"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("strip is null"));
+    EXPECT_EQ(stemstrip_sdk_latency(nullptr), -1);
+    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("strip is null"));
+    EXPECT_EQ(stemstrip_sdk_channels(nullptr), -1);
+    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("strip is null"));
 
     stemstrip_sdk* strip = stemstrip_sdk_create("stereo", kRate, 1);
     ASSERT_NE(strip, nullptr);
@@ -105,6 +109,13 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("valid are Peak, Average"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "expander.ratio=1000"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("expander.ratio = 1000"));
+    for (const std::string runaway : {"compressor.ratio=" + std::string(5000, '7') + "x", std::string(5000, 'q') + "=1"}) {
+        EXPECT_EQ(stemstrip_sdk_set(strip, runaway.c_str()), -1);
+        EXPECT_LT(std::string(stemstrip_sdk_last_error()).size(), 400u) << "echoed input is cut";
+        EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("characters)"));
+    }
+    EXPECT_EQ(stemstrip_sdk_channels(strip), 2);
+    EXPECT_STREQ(stemstrip_sdk_last_error(), "");
 
     // None of the refused assignments got through: the strip still passes audio at 0 dB.
     float left[16], right[16];
@@ -115,6 +126,13 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_EQ(left[15], 0.5f);
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 17, nullptr), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("n = 17"));
+    left[3] = NAN;
+    EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
+    stemstrip_sdk_meters meters;
+    EXPECT_EQ(stemstrip_sdk_read_meters(strip, &meters), 0);
+    EXPECT_EQ(meters.non_finite_samples, 1);
+    EXPECT_EQ(meters.first_non_finite_sample, 16 + 3);
+    EXPECT_EQ(left[3], 0.0f) << "processed in place: the NaN came out as 0";
     EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; bands[0].enabled=on; bands[0].type=HighShelf"), 0);
     EXPECT_STREQ(stemstrip_sdk_last_error(), "");
     stemstrip_sdk_destroy(strip);
