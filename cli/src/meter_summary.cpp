@@ -1,5 +1,6 @@
 #include "meter_summary.hpp"
 
+#include <cstdint>
 #include <cstdio>
 
 namespace stemstrip::cli {
@@ -17,14 +18,43 @@ std::string FormatPeak(float db) {
     return db <= kMeterFloorDb ? std::string("silent") : Printf("%+.1f dBFS", static_cast<double>(db));
 }
 
+namespace {
+
+// Input peaks are measured after the non-finite samples were replaced: a
+// channel that held any says so instead of showing a level.
+std::string InputPeak(const MeterSnapshot& m, size_t c) {
+    return m.nonFiniteSamples[c] > 0 ? std::string("NaN/inf") : FormatPeak(m.inputPeakDb[c]);
+}
+
+std::string Warnings(const SummaryFacts& f) {
+    const MeterSnapshot& m = f.totals;
+    std::int64_t bad = m.nonFiniteKeySamples;
+    for (std::int64_t count : m.nonFiniteSamples) bad += count;
+    std::string s;
+    if (bad > 0) {
+        const auto first = static_cast<long long>(m.firstNonFiniteSample);
+        s += Printf("  warning: %lld NaN or infinite input samples%s were processed as 0; the first at %.3f s "
+                    "(sample %lld)\n",
+                    static_cast<long long>(bad), m.nonFiniteKeySamples > 0 ? " (key included)" : "",
+                    static_cast<double>(first) / f.sampleRate, first);
+    }
+    if (m.stateResets > 0)
+        s += Printf("  warning: the strip's state overflowed %lld times and was restarted; those calls' non-finite output samples were set to 0\n",
+                    static_cast<long long>(m.stateResets));
+    return s;
+}
+
+}  // namespace
+
 std::string FormatSummary(const SummaryFacts& f) {
     std::string s = f.input + " -> " + f.output + "\n";
     s += Printf("  %s, %d Hz, %.2f s, preset %s\n", std::string(FormatName(f.format)).c_str(), f.sampleRate,
                 f.audioSeconds, f.presetLabel.c_str());
     if (!f.note.empty()) s += "  note: " + f.note + "\n";
+    s += Warnings(f);
     s += Printf("  %-8s %14s %14s\n", "channel", "peak in", "peak out");
     for (size_t c = 0; c < f.channelLabels.size(); ++c)
-        s += Printf("  %-8s %14s %14s\n", f.channelLabels[c].c_str(), FormatPeak(f.totals.inputPeakDb[c]).c_str(),
+        s += Printf("  %-8s %14s %14s\n", f.channelLabels[c].c_str(), InputPeak(f.totals, c).c_str(),
                     FormatPeak(f.totals.outputPeakDb[c]).c_str());
     s += Printf("  compressor gain reduction: max %.1f dB\n", static_cast<double>(f.totals.compReductionDb));
     s += Printf("  expander gain reduction:   max %.1f dB\n", static_cast<double>(f.totals.expReductionDb));

@@ -34,6 +34,11 @@ void Accumulate(MeterSnapshot& totals, const MeterSnapshot& m) {
     totals.compReductionDb = std::max(totals.compReductionDb, m.compReductionDb);
     totals.expReductionDb = std::max(totals.expReductionDb, m.expReductionDb);
     totals.samples += m.samples;
+    for (int c = 0; c < m.channels; ++c) totals.nonFiniteSamples[c] += m.nonFiniteSamples[c];
+    totals.nonFiniteKeySamples += m.nonFiniteKeySamples;
+    if (totals.firstNonFiniteSample < 0) totals.firstNonFiniteSample = m.firstNonFiniteSample;
+    totals.stateResets += m.stateResets;
+    totals.missingKeyCalls += m.missingKeyCalls;
 }
 
 void Record(LevelTrace& trace, const MeterSnapshot& m) {

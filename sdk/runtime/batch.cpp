@@ -90,7 +90,7 @@ void Batch::process(int n) {
         // input buffers stay as the caller filled them.
         const runtime::NonFiniteScan scan = runtime::ScanNonFinite(m->inputs.data(), b.channels, nullptr, n);
         if (scan.count > 0) {
-            m->meters.countNonFinite(scan.count, m->samplesIn + scan.first);
+            m->meters.countNonFinite(scan, m->samplesIn);
             for (int c = 0; c < b.channels; ++c)
                 runtime::CopyFinite(m->finiteInputs[c], m->inputs[c], n);
         }

@@ -88,11 +88,12 @@ int stemstrip_sdk_read_meters(stemstrip_sdk* strip, stemstrip_sdk_meters* meters
             meters->input_peak_db[c] = m.inputPeakDb[c];
             meters->output_peak_db[c] = m.outputPeakDb[c];
             meters->channel_gain_db[c] = m.channelGainDb[c];
+            meters->non_finite_samples[c] = m.nonFiniteSamples[c];
         }
         meters->comp_reduction_db = m.compReductionDb;
         meters->exp_reduction_db = m.expReductionDb;
         meters->samples = m.samples;
-        meters->non_finite_samples = m.nonFiniteSamples;
+        meters->non_finite_key_samples = m.nonFiniteKeySamples;
         meters->first_non_finite_sample = m.firstNonFiniteSample;
         meters->state_resets = m.stateResets;
         meters->missing_key_calls = m.missingKeyCalls;

@@ -16,15 +16,17 @@ int FirstNonFinite(const float* x, int n) { return static_cast<int>(std::find_if
 }  // namespace
 
 NonFiniteScan ScanNonFinite(const float* const* channels, int channelCount, const float* key, int n) {
-    NonFiniteScan scan{0, n};
-    auto visit = [&](const float* x) {
+    NonFiniteScan scan;
+    scan.first = n;
+    auto visit = [&](int input, const float* x) {
         if (const int count = CountNonFinite(x, n)) {
+            scan.perInput[input] = count;
             scan.count += count;
             scan.first = std::min(scan.first, FirstNonFinite(x, n));
         }
     };
-    for (int c = 0; c < channelCount; ++c) visit(channels[c]);
-    if (key) visit(key);
+    for (int c = 0; c < channelCount; ++c) visit(c, channels[c]);
+    if (key) visit(8, key);
     return scan;
 }
 

@@ -5,6 +5,7 @@
 // in, in its own copies (never in the caller's buffers), and counts them.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 
@@ -12,10 +13,12 @@ namespace stemstrip::runtime {
 
 inline bool NonFinite(float x) { return (std::bit_cast<std::uint32_t>(x) & 0x7f800000u) == 0x7f800000u; }
 
-// What a scan of one call's inputs found: how many non-finite samples, and
-// the index (within the call) of the earliest one.
+// What a scan of one call's inputs found: how many non-finite samples in
+// each channel (then the key), and the index within the call of the
+// earliest one.
 struct NonFiniteScan {
-    std::int64_t count = 0;
+    std::array<int, 9> perInput{};
+    int count = 0;
     int first = 0;
 };
 

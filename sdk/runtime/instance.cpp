@@ -76,7 +76,7 @@ void Instance::Impl::process(const float* const* inputs, float* const* outputs, 
     // core then detects from the programme, as with no key.
     if (running.dyn.keySource == 1 && !key && n > 0) meters.countMissingKey();
     const runtime::NonFiniteScan scan = runtime::ScanNonFinite(inputs, core.channels(), key, n);
-    if (scan.count > 0) meters.countNonFinite(scan.count, samplesIn + scan.first);
+    if (scan.count > 0) meters.countNonFinite(scan, samplesIn);
     samplesIn += n;
 
     std::optional<DenormalScope> flush;

@@ -37,8 +37,9 @@ void MeterExchange::foldAndClear(CoreStrip& core, std::int64_t samples) {
     for (int i = 0; i < core.privateFloats(); ++i) block[i] = 0.0f;
 }
 
-void MeterExchange::countNonFinite(std::int64_t count, std::int64_t first) {
-    nonFinite_.fetch_add(count, std::memory_order_relaxed);
+void MeterExchange::countNonFinite(const NonFiniteScan& scan, std::int64_t position) {
+    for (size_t i = 0; i < nonFinite_.size(); ++i) nonFinite_[i].fetch_add(scan.perInput[i], std::memory_order_relaxed);
+    const std::int64_t first = position + scan.first;
     std::int64_t old = firstNonFinite_.load(std::memory_order_relaxed);
     while (first < old && !firstNonFinite_.compare_exchange_weak(old, first, std::memory_order_relaxed)) {
     }
@@ -55,7 +56,8 @@ MeterSnapshot MeterExchange::read() {
     s.compReductionDb = 0.0f - ToDb(1.0f - take(compReduction_));
     s.expReductionDb = 0.0f - ToDb(1.0f - take(expReduction_));
     s.samples = samples_.exchange(0, std::memory_order_relaxed);
-    s.nonFiniteSamples = nonFinite_.exchange(0, std::memory_order_relaxed);
+    for (int c = 0; c < channels_; ++c) s.nonFiniteSamples[c] = nonFinite_[c].exchange(0, std::memory_order_relaxed);
+    s.nonFiniteKeySamples = nonFinite_[8].exchange(0, std::memory_order_relaxed);
     const std::int64_t first = firstNonFinite_.exchange(kNone, std::memory_order_relaxed);
     s.firstNonFiniteSample = first == kNone ? -1 : first;
     s.stateResets = stateResets_.exchange(0, std::memory_order_relaxed);

@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "core_strip.hpp"
+#include "finite_guard.hpp"
 #include "stemstrip/meters.hpp"
 
 namespace stemstrip::runtime {
@@ -22,9 +23,9 @@ public:
     // Audio thread, after the core ran `samples` samples.
     void foldAndClear(CoreStrip& core, std::int64_t samples);
 
-    // Audio thread: non-finite input samples found at the door; `first` is
-    // the earliest one's input sample index.
-    void countNonFinite(std::int64_t count, std::int64_t first);
+    // Audio thread: non-finite input samples found at the door; `position`
+    // is the input sample index of the call's first sample.
+    void countNonFinite(const NonFiniteScan& scan, std::int64_t position);
     void countMissingKey() { missingKeyCalls_.fetch_add(1, std::memory_order_relaxed); }
 
     // Any thread: maxima since the previous read, then cleared.
@@ -38,7 +39,8 @@ private:
     int channels_;
     std::array<std::atomic<float>, 8> inputPeak_{}, outputPeak_{}, channelGain_{};
     std::atomic<float> compReduction_{0.0f}, expReduction_{0.0f};  // linear: 1 - gain
-    std::atomic<std::int64_t> samples_{0}, nonFinite_{0}, stateResets_{0}, missingKeyCalls_{0};
+    std::array<std::atomic<std::int64_t>, 9> nonFinite_{};  // the channels, then the key
+    std::atomic<std::int64_t> samples_{0}, stateResets_{0}, missingKeyCalls_{0};
     std::atomic<std::int64_t> firstNonFinite_{kNone};
     static constexpr std::int64_t kNone = INT64_MAX;
 };

@@ -45,11 +45,12 @@ typedef struct stemstrip_sdk_meters {
     float comp_reduction_db;
     float exp_reduction_db;
     long long samples;
-    /* NaN or infinite input and key samples, replaced by 0 on their way in;
-     * the input sample index of the first of them, or -1; states that went
-     * non-finite anyway and restarted; calls without a key while
-     * detector.externalKey was on (they detect from the programme). */
-    long long non_finite_samples;
+    /* NaN or infinite samples per channel and in the key, replaced by 0 on
+     * their way in; the input sample index of the first of them, or -1;
+     * states that went non-finite anyway and restarted; calls without a key
+     * while detector.externalKey was on (they detect from the programme). */
+    long long non_finite_samples[8];
+    long long non_finite_key_samples;
     long long first_non_finite_sample;
     long long state_resets;
     long long missing_key_calls;

@@ -20,8 +20,9 @@ struct MeterSnapshot {
     std::int64_t samples = 0;              // samples processed into these values
 
     // What the SDK kept from the core (see Instance::process):
-    std::int64_t nonFiniteSamples = 0;      // NaN or infinite programme and key samples, replaced by 0
-    std::int64_t firstNonFiniteSample = -1; // input sample index of the earliest of them, or -1
+    std::array<std::int64_t, 8> nonFiniteSamples{};  // per channel: NaN or infinite samples, replaced by 0
+    std::int64_t nonFiniteKeySamples = 0;            // the same in the key
+    std::int64_t firstNonFiniteSample = -1;          // input sample index of the earliest of them, or -1
     std::int64_t stateResets = 0;           // states that went non-finite anyway and were restarted
     std::int64_t missingKeyCalls = 0;       // calls without a key while detector.externalKey was on
 };

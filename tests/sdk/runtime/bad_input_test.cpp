@@ -130,7 +130,7 @@ TEST(BadInput, CApiReportsThroughLastError) {
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
     stemstrip_sdk_meters meters;
     EXPECT_EQ(stemstrip_sdk_read_meters(strip, &meters), 0);
-    EXPECT_EQ(meters.non_finite_samples, 1);
+    EXPECT_EQ(meters.non_finite_samples[0], 1);
     EXPECT_EQ(meters.first_non_finite_sample, 16 + 3);
     EXPECT_EQ(left[3], 0.0f) << "processed in place: the NaN came out as 0";
     EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; bands[0].enabled=on; bands[0].type=HighShelf"), 0);
@@ -201,7 +201,7 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
             for (const InstanceOptions o : {InstanceOptions{}, Aligned()}) {
                 const Rendered got = Render(f, Busy(inKey), dirty, o), want = Render(f, Busy(inKey), zeroed, o);
                 ASSERT_EQ(got.out, want.out) << FormatName(f) << (inKey ? " key" : " programme");
-                EXPECT_EQ(got.meters.nonFiniteSamples, 3);
+                EXPECT_EQ(inKey ? got.meters.nonFiniteKeySamples : got.meters.nonFiniteSamples[where], 3);
                 EXPECT_EQ(got.meters.firstNonFiniteSample, 1000);
                 EXPECT_EQ(want.meters.firstNonFiniteSample, -1);
                 EXPECT_TRUE(std::isnan(dirty[where][1000])) << "the caller's buffer was written";
@@ -229,8 +229,8 @@ TEST(BadInput, NonFiniteSamplesInABatchRenderAsZeros) {
                       std::vector<float>(clean.output(m, c), clean.output(m, c) + n))
                 << "member " << m << " channel " << c;
     EXPECT_TRUE(std::isnan(dirty.input(2, 1)[300]));
-    EXPECT_EQ(dirty.readMeters(2).nonFiniteSamples, 1);
-    EXPECT_EQ(dirty.readMeters(1).nonFiniteSamples, 0);
+    EXPECT_EQ(dirty.readMeters(2).nonFiniteSamples[1], 1);
+    EXPECT_EQ(dirty.readMeters(1).nonFiniteSamples[1], 0);
 }
 
 // Finite input can still overflow a state under extreme settings: the strip
