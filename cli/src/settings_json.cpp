@@ -190,8 +190,17 @@ Settings SettingsFromJson(const Json& doc, const std::string& origin) {
 }
 
 Json ParseJsonText(const std::string& text, const std::string& origin) {
+    // Settings nest three levels deep; a document nested thousands deep
+    // would exhaust the stack in whatever walks it afterwards.
+    constexpr int kMaxDepth = 32;
+    auto limitDepth = [&](int depth, Json::parse_event_t event, Json&) {
+        if (depth > kMaxDepth && (event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start))
+            throw CliError(origin + ": nested more than " + std::to_string(kMaxDepth) +
+                           " levels deep; settings need at most 3");
+        return true;
+    };
     try {
-        return Json::parse(text);
+        return Json::parse(text, limitDepth);
     } catch (const Json::exception& e) {  // syntax errors, and numbers too large for a double
         throw CliError(origin + ": not valid JSON (" + e.what() + ")");
     }
