@@ -3,11 +3,13 @@
 #include <sndfile.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <vector>
 
 #include "channel_layout.hpp"
 #include "cli_error.hpp"
+#include "declared_length.hpp"
 
 namespace stemstrip::cli {
 namespace {
@@ -86,6 +88,11 @@ AudioReader::AudioReader(const std::string& path) : path_(path) {
         throw CliError(path + ": unsupported sample encoding; stemstrip reads 16, 24 and 32-bit integer and 32-bit float");
     }
     format_.channelMask = ReadChannelMask(file_, info.channels);
+    if (const std::optional<int64_t> declared = DeclaredFrames(path); declared && *declared > info.frames) {
+        sf_close(file_);
+        throw CliError(path + ": cut short: its header declares " + std::to_string(*declared) + " frames, the file holds " +
+                       std::to_string(info.frames));
+    }
 }
 
 AudioReader::~AudioReader() { sf_close(file_); }
@@ -119,7 +126,7 @@ int OutputSndfileFormat(const std::string& path, int inputSndfileFormat, bool ke
 }
 
 AudioWriter::AudioWriter(StagedOutput& staged, const std::string& path, const AudioFormat& format)
-    : path_(path), channels_(format.channels) {
+    : path_(path), channels_(format.channels), integer_((format.sndfileFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT) {
     SF_INFO info{};
     info.samplerate = format.sampleRate;
     info.channels = format.channels;
@@ -145,6 +152,8 @@ AudioWriter::~AudioWriter() {
 
 void AudioWriter::Write(std::span<const float> interleaved) {
     const sf_count_t frames = static_cast<sf_count_t>(interleaved.size()) / channels_;
+    if (integer_)
+        clipped_ += std::count_if(interleaved.begin(), interleaved.end(), [](float x) { return std::abs(x) > 1.0f; });
     if (sf_writef_float(file_, interleaved.data(), frames) != frames)
         throw CliError(path_ + ": write error (" + sf_strerror(file_) + ")");
 }

@@ -57,10 +57,14 @@ public:
 
     void Write(std::span<const float> interleaved);
     void Close();
+    // Integer encodings hold [-1, 1): samples beyond were clipped.
+    int64_t clippedSamples() const { return clipped_; }
 
 private:
     std::string path_;
     int channels_;
+    bool integer_;
+    int64_t clipped_ = 0;
     sf_private_tag* file_ = nullptr;
 };
 

@@ -72,27 +72,15 @@ void AddPresets(CLI::App& app, std::string& shown) {
     show->callback([&shown] { std::cout << ShowPreset(shown); });
 }
 
-}  // namespace
-
-int RunCommandLine(int argc, char** argv) {
-    CLI::App app("stemstrip: a channel strip (EQ, compressor, expander/gate, meters) for audio files, mono to 7.1",
-                 "stemstrip");
-    app.require_subcommand(1);
-    const bool stderrIsTerminal = isatty(STDERR_FILENO) == 1;
-    RenderRequest render;
-    render.stderrIsTerminal = stderrIsTerminal;
-    std::string demoDirectory = "stemstrip-demo";
-    std::string shownPreset;
-    AddRender(app, render);
-    AddDemo(app, demoDirectory, stderrIsTerminal);
-    AddPresets(app, shownPreset);
-    CatchInterruptions();
+int Run(CLI::App& app, int argc, char** argv) {
     try {
         app.parse(argc, argv);
         return 0;
     } catch (const CLI::CallForHelp& e) {
         return app.exit(e);
     } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         std::cerr << "stemstrip: " << e.what() << " (see stemstrip --help)\n";
@@ -104,6 +92,32 @@ int RunCommandLine(int argc, char** argv) {
         std::cerr << "stemstrip: " << e.what() << "\n";
         return 1;
     }
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+    CLI::App app("stemstrip: a channel strip (EQ, compressor, expander/gate, meters) for audio files, mono to 7.1",
+                 "stemstrip");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "stemstrip " STEMSTRIP_VERSION);
+    const bool stderrIsTerminal = isatty(STDERR_FILENO) == 1;
+    RenderRequest render;
+    render.stderrIsTerminal = stderrIsTerminal;
+    std::string demoDirectory = "stemstrip-demo";
+    std::string shownPreset;
+    AddRender(app, render);
+    AddDemo(app, demoDirectory, stderrIsTerminal);
+    AddPresets(app, shownPreset);
+    if (argc < 2) {  // a first try: show what there is to do
+        std::cerr << app.help();
+        return 2;
+    }
+    CatchInterruptions();
+    const int rc = Run(app, argc, argv);
+    // Outputs are staged, so an interrupted render has left nothing behind.
+    if (const int signal = InterruptingSignal()) return 128 + signal;
+    return rc;
 }
 
 }  // namespace stemstrip::cli

@@ -59,7 +59,7 @@ std::string RunDemo(const std::string& directory, bool stderrIsTerminal) {
         request.preset = piece.preset;
         request.stderrIsTerminal = stderrIsTerminal;
         WriteInput(request.input, piece.synthesise(kRate, kSeconds), piece.format);
-        summaries += RunRender(request) + "  report: " + *request.report + "\n\n";
+        summaries += RunRender(request) + "\n";
     }
     return summaries;
 }

@@ -38,6 +38,10 @@ std::string Warnings(const SummaryFacts& f) {
                     static_cast<long long>(bad), m.nonFiniteKeySamples > 0 ? " (key included)" : "",
                     static_cast<double>(first) / f.sampleRate, first);
     }
+    if (f.clippedSamples > 0)
+        s += Printf("  warning: %lld output samples beyond full scale were clipped by the integer encoding "
+                    "(--keep-format); leave it off for 32-bit float\n",
+                    static_cast<long long>(f.clippedSamples));
     if (m.stateResets > 0)
         s += Printf("  warning: the strip's state overflowed %lld times and was restarted; those calls' non-finite output samples were set to 0\n",
                     static_cast<long long>(m.stateResets));

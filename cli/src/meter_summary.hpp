@@ -3,6 +3,7 @@
 // taken and the real-time factor.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ struct SummaryFacts {
     double wallSeconds;
     std::vector<std::string> channelLabels;  // strip order, as the meters
     MeterSnapshot totals;
+    int64_t clippedSamples = 0;  // in an integer output encoding
 };
 
 std::string FormatSummary(const SummaryFacts& facts);

@@ -123,8 +123,9 @@ std::string RunRender(const RenderRequest& r) {
     writer.Close();
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
-    const std::string summary = FormatSummary({r.input, r.output, label, layout.note, layout.format, in.sampleRate,
-                                               seconds, wall, StripChannelLabels(layout.mask), result.totals});
+    const std::string summary =
+        FormatSummary({r.input, r.output, label, layout.note, layout.format, in.sampleRate, seconds, wall,
+                       StripChannelLabels(layout.mask), result.totals, writer.clippedSamples()});
     if (stagedReport) {
         stagedReport->Write(BuildReportPage({r.input + " -> " + r.output + " (" + label + ")", summary, layout.format,
                                              static_cast<double>(in.sampleRate), settings, result.trace,
@@ -132,7 +133,7 @@ std::string RunRender(const RenderRequest& r) {
         stagedReport->Commit();
     }
     stagedAudio.Commit();
-    return summary;
+    return summary + (r.report ? "  report: " + *r.report + "\n" : "");
 }
 
 }  // namespace stemstrip::cli

@@ -3,6 +3,12 @@
 // was (no output, no temporary file, the input untouched).
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
 #include <filesystem>
 
 #include "cli_process.hpp"
@@ -29,6 +35,9 @@ void WriteFixtures(const ScratchDir& dir) {
     WriteBytes(dir / "broken.json", R"({"compressor": {"ratio": 4,}})");
     WriteBytes(dir / "overflow.json", R"({"compressor": {"releaseMs": 1e309}})");
     WriteBytes(dir / "huge-group.json", R"({"channelGroups": [4294967297, 0]})");
+    WriteBytes(dir / "deep.json", std::string(100000, '[') + std::string(100000, ']'));
+    const std::string whole = ReadBytes(dir / "in.wav");
+    WriteBytes(dir / "cut.wav", whole.substr(0, whole.size() - 1000 * 2 * sizeof(float)));
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
 }
@@ -79,6 +88,7 @@ TEST(CliErrors, UnreadableInputsAndKeys) {
         {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
         {{"in.wav", "out.wav", "--key", "nokey.wav"}, {"nokey.wav", "no such file"}},
         {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
+        {{"cut.wav", "out.wav"}, {"cut.wav", "cut short", "declares 30011 frames", "holds 29011"}},
         {{"in.wav", "out.wav", "--format", "9.1"}, {"--format 9.1", "unknown format", "7.1"}},
         {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},
@@ -101,6 +111,7 @@ TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
         {{"in.wav", "out.wav", "--preset", "huge-group.json"}, {"huge-group.json", "channelGroups[0]", "4294967297"}},
         {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
         {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
+        {{"in.wav", "out.wav", "--preset", "deep.json"}, {"deep.json", "nested more than 32 levels"}},
         {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
          {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
         {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
@@ -148,6 +159,43 @@ TEST(CliErrors, AWriteThatFailsHalfwayLeavesNothingAndKeepsAnOlderOutput) {
     ExpectCleanFailure(dir, {{"in.wav", "out.wav"}, {"out.wav"}}, {64 * 1024});
     ExpectCleanFailure(dir, {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"compressor.ratio"}});
     EXPECT_EQ(ReadBytes(dir / "out.wav"), "an earlier render");
+}
+
+// A terminating signal part way through a render (the terminal closing,
+// Ctrl-C, kill) removes the staged output and exits with 128 + the signal.
+TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
+    ScratchDir dir("errors-signals");
+    WriteBytes(dir / "long.wav", WavBytes(TestSignal(2, 10 * 48000, 48000, 9u), 0x3));  // seconds at --block 1
+    const std::vector<std::string> before = dir.Listing();
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT}) {
+        SCOPED_TRACE(strsignal(signal));
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, STDOUT_FILENO);
+            dup2(null, STDERR_FILENO);
+            ExecCli({"render", dir / "long.wav", dir / "out.wav", "--block", "1", "--report", dir / "report.html"});
+        }
+        // Signalled once the output is being written, a chunk of one sample at a time.
+        for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
+        kill(child, signal);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFEXITED(status)) << "killed instead of cleaning up";
+        EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+        EXPECT_EQ(dir.Listing(), before);
+    }
+}
+
+TEST(CliUsage, BareCommandShowsTheSubcommandsAndVersionPrintsOne) {
+    const CliRun bare = RunCli({});
+    EXPECT_EQ(bare.exitCode, 2);
+    for (const char* sub : {"render", "demo", "presets", "--version"})
+        EXPECT_NE(bare.err.find(sub), std::string::npos) << bare.err;
+    const CliRun version = RunCli({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.out.starts_with("stemstrip 0.")) << version.out;
 }
 
 }  // namespace

@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <tuple>
 
 #include "cli_process.hpp"
 #include "strip_reference.hpp"
@@ -120,6 +123,46 @@ TEST(InputEncodings, KeepFormatOfABypassedStripReturnsTheInputsIntegers) {
         ASSERT_EQ(in.size(), out.size());
         EXPECT_TRUE(in == out);
     }
+}
+
+// libsndfile reads a file whose data was cut short as the shorter file; the
+// program compares with what the header declares and refuses it.
+TEST(InputEncodings, CutShortAiffAndIntegerWavAreRefusedNamingBothLengths) {
+    ScratchDir dir("cut-short");
+    for (const auto& [format, name, bytesPerFrame] : {std::tuple{SF_FORMAT_AIFF | SF_FORMAT_PCM_24, "in.aiff", 6},
+                                                      std::tuple{SF_FORMAT_WAV | SF_FORMAT_PCM_16, "in.wav", 4}}) {
+        WriteWithSndfile(dir / name, format, TestSignal(2, kFrames, 48000, 5u));
+        const std::string whole = ReadBytes(dir / name);
+        WriteBytes(dir / name, whole.substr(0, whole.size() - 100 * bytesPerFrame));
+        const CliRun run = RunCli({"render", dir / name, dir / "out.wav"});
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_NE(run.err.find("declares 9001 frames, the file holds 8901"), std::string::npos) << run.err;
+        EXPECT_FALSE(std::filesystem::exists(dir / "out.wav"));
+    }
+}
+
+// 12 dB of makeup into 16-bit: the count the summary gives is the number of
+// samples the float render puts beyond full scale.
+TEST(InputEncodings, KeepFormatSaysHowManySamplesTheIntegerOutputClipped) {
+    ScratchDir dir("keep-format-clipping");
+    WriteWithSndfile(dir / "in.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, TestSignal(2, kFrames, 48000, 44u));
+    const std::vector<std::string> loud = {"--set", "compressor.makeupDb=12", "--report", dir / "report.html"};
+    std::vector<std::string> asFloat = {"render", dir / "in.wav", dir / "float.wav"}, asInt = asFloat;
+    asFloat.insert(asFloat.end(), loud.begin(), loud.end());
+    asInt[2] = dir / "int.wav";
+    asInt.insert(asInt.end(), loud.begin(), loud.end());
+    asInt.push_back("--keep-format");
+    const CliRun floatRun = RunCli(asFloat), intRun = RunCli(asInt);
+    ASSERT_EQ(intRun.exitCode, 0) << intRun.err;
+    const SndFile rendered = ReadWithSndfile(dir / "float.wav");
+    const auto beyond = std::count_if(rendered.audio.samples.begin(), rendered.audio.samples.end(),
+                                      [](float x) { return std::abs(x) > 1.0f; });
+    ASSERT_GT(beyond, 0);
+    EXPECT_NE(intRun.out.find("warning: " + std::to_string(beyond) + " output samples beyond full scale were clipped"),
+              std::string::npos)
+        << intRun.out;
+    EXPECT_EQ(floatRun.out.find("clipped"), std::string::npos) << "float holds them";
+    EXPECT_NE(intRun.out.find("report: " + dir / "report.html"), std::string::npos) << intRun.out;
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 // compared bit for bit with an SDK Instance fed the same samples.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "cli_process.hpp"
 #include "stemstrip/design.hpp"
 #include "strip_reference.hpp"
@@ -192,6 +194,48 @@ TEST(RenderRoundTrip, KeyFileDrivesTheDetectorAveragedOverItsChannels) {
     EXPECT_EQ(FirstDifference(ReferenceRender(Format::Stereo, TestSettings(), input, {0, 1}, mixed), r.wav.audio), "");
     // Keyed from the loud-then-quiet key rather than the programme: another result.
     EXPECT_NE(FirstDifference(ReferenceRender(Format::Stereo, TestSettings(), input, {0, 1}), r.wav.audio), "");
+}
+
+// One NaN or infinity in the programme or the key renders exactly like the
+// same file with a 0 there, in every format, and the summary says where the
+// first one was instead of hiding it behind a level.
+TEST(RenderRoundTrip, NonFiniteSamplesRenderAsZerosAndAreReported) {
+    for (int format = 0; format < stemstrip::kFormatCount; ++format) {
+        const Format f = static_cast<Format>(format);
+        SCOPED_TRACE(stemstrip::FormatName(f));
+        ScratchDir dir("non-finite");
+        const int channels = stemstrip::ChannelCount(f);
+        const FloatAudio clean = TestSignal(channels, 4801, kRate, 11u), key = TestSignal(1, 4801, kRate, 12u);
+        FloatAudio dirty = clean, zeroed = clean, dirtyKey = key, zeroedKey = key;
+        const int64_t at = 4800 / 2;  // 0.050 s
+        dirty.samples[at * channels + channels - 1] = NAN;
+        dirty.samples[(at + 9) * channels] = -INFINITY;
+        zeroed.samples[at * channels + channels - 1] = zeroed.samples[(at + 9) * channels] = 0.0f;
+        dirtyKey.samples[at + 3] = INFINITY;
+        zeroedKey.samples[at + 3] = 0.0f;
+        const std::vector<std::pair<const FloatAudio*, const FloatAudio*>> files = {
+            {&dirty, &key}, {&zeroed, &key}, {&clean, &dirtyKey}, {&clean, &zeroedKey}};
+        std::vector<Rendered> r;
+        for (size_t i = 0; i < files.size(); ++i) {
+            WriteBytes(dir / "in.wav", WavBytes(*files[i].first, std::nullopt));
+            WriteBytes(dir / "key.wav", WavBytes(*files[i].second, std::nullopt));
+            const std::vector<std::string> withKey = {"--format", std::string(stemstrip::FormatName(f)), "--key",
+                                                      dir / "key.wav"};
+            r.push_back(Render(dir, dir / "in.wav", i < 2 ? std::vector<std::string>(withKey.begin(), withKey.begin() + 2)
+                                                          : withKey));
+            ASSERT_EQ(r.back().run.exitCode, 0) << r.back().run.err;
+        }
+        EXPECT_EQ(FirstDifference(r[1].wav.audio, r[0].wav.audio), "") << "programme";
+        EXPECT_EQ(FirstDifference(r[3].wav.audio, r[2].wav.audio), "") << "key";
+        EXPECT_NE(r[0].run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at 0.050 s "
+                                    "(sample 2400)"),
+                  std::string::npos)
+            << r[0].run.out;
+        EXPECT_NE(r[0].run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
+        EXPECT_NE(r[2].run.out.find("warning: 1 NaN or infinite input samples (key included)"), std::string::npos)
+            << r[2].run.out;
+        EXPECT_EQ(r[1].run.out.find("warning"), std::string::npos) << r[1].run.out;
+    }
 }
 
 }  // namespace
