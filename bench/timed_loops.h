@@ -33,12 +33,16 @@ std::string BenchmarkName(const char* engine, const char* setting, const StemFor
 
 // Shown as e.g. "time_per_sample_ch=20.5ns"; realtime_instances_48k carries a
 // "/s" that the library appends to every rate.
-inline void ReportRates(benchmark::State& st, const StripRig& rig) {
+// `samples`: per channel and iteration, over every instance.
+inline void ReportRates(benchmark::State& st, double samples, int channels) {
     using benchmark::Counter;
-    const double samples = double(rig.CallSamples()) * rig.Instances();
     st.counters["time_per_sample_ch"] =
-        Counter(samples * rig.Format().channels, Counter::kIsIterationInvariantRate | Counter::kInvert);
+        Counter(samples * channels, Counter::kIsIterationInvariantRate | Counter::kInvert);
     st.counters["realtime_instances_48k"] = Counter(samples / kSampleRate, Counter::kIsIterationInvariantRate);
+}
+
+inline void ReportRates(benchmark::State& st, const StripRig& rig) {
+    ReportRates(st, double(rig.CallSamples()) * rig.Instances(), rig.Format().channels);
 }
 
 // Programme material streaming through the strip, call after call.

@@ -52,12 +52,16 @@ void SetDynamics(stemstrip::Settings& s) {
 
 }  // namespace
 
-StripPreset MakePreset(Preset p, const StemFormat& format) {
+stemstrip::Settings PresetSettings(Preset p) {
     stemstrip::Settings settings;  // defaults: transparent
     if (p != Preset::Idle) SetBands(settings);
     if (p == Preset::FullStrip) SetDynamics(settings);
+    return settings;
+}
+
+StripPreset MakePreset(Preset p, const StemFormat& format) {
     const stemstrip::CoefficientSet set =
-        stemstrip::Design(settings, static_cast<stemstrip::Format>(format.index), kSampleRate);
+        stemstrip::Design(PresetSettings(p), static_cast<stemstrip::Format>(format.index), kSampleRate);
     return {set.eq, set.dyn, set.dezipRate};
 }
 

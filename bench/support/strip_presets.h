@@ -4,6 +4,7 @@
 
 #include "formats.h"
 #include "stemstrip.h"
+#include "stemstrip/settings.hpp"
 
 namespace bench {
 
@@ -21,6 +22,7 @@ struct StripPreset {
     float dezipRate;
 };
 
+stemstrip::Settings PresetSettings(Preset p);
 StripPreset MakePreset(Preset p, const StemFormat& format);
 
 }  // namespace bench
