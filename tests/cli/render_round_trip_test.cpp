@@ -238,5 +238,17 @@ TEST(RenderRoundTrip, NonFiniteSamplesRenderAsZerosAndAreReported) {
     }
 }
 
+// The null test: default settings give the input back bit for bit.
+TEST(RenderRoundTrip, DefaultSettingsNullAgainstTheInput) {
+    for (const LayoutCase& c : {kLayouts[1], kLayouts.back()}) {
+        ScratchDir dir("null");
+        const FloatAudio input = TestSignal(stemstrip::ChannelCount(c.format), kFrames, kRate, 3u);
+        WriteBytes(dir / "in.wav", WavBytes(input, c.fileMask));
+        const Rendered r = Render(dir, dir / "in.wav", {});
+        ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
+        EXPECT_EQ(FirstDifference(input, r.wav.audio), "") << c.name;
+    }
+}
+
 }  // namespace
 }  // namespace cli_test
