@@ -58,7 +58,7 @@ run_fuzzer() {
 }
 run_fuzzer core_differential_fuzzer "$CORE_FUZZ_SECONDS" fuzz/corpus/core -max_len=32768
 run_fuzzer settings_json_fuzzer "$HOST_FUZZ_SECONDS" fuzz/corpus/settings_json cli/presets \
-  -dict=fuzz/settings_json.dict
+  -dict=fuzz/settings_json.dict -max_len=4096
 run_fuzzer audio_file_fuzzer "$HOST_FUZZ_SECONDS" fuzz/corpus/audio_file -max_len=8192
 
 step "robustness passed"
