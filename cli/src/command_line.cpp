@@ -78,6 +78,7 @@ int RunCommandLine(int argc, char** argv) {
     CLI::App app("stemstrip: a channel strip (EQ, compressor, expander/gate, meters) for audio files, mono to 7.1",
                  "stemstrip");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "stemstrip " STEMSTRIP_VERSION);
     const bool stderrIsTerminal = isatty(STDERR_FILENO) == 1;
     RenderRequest render;
     render.stderrIsTerminal = stderrIsTerminal;
@@ -93,6 +94,8 @@ int RunCommandLine(int argc, char** argv) {
     } catch (const CLI::CallForHelp& e) {
         return app.exit(e);
     } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         std::cerr << "stemstrip: " << e.what() << " (see stemstrip --help)\n";
