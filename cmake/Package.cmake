@@ -2,7 +2,9 @@
 # (`cpack -G DEB` in the build folder). Its Depends come from dpkg-shlibdeps.
 set(CPACK_PACKAGE_NAME stemstrip)
 set(CPACK_PACKAGE_VENDOR "The stemstrip authors")
-set(CPACK_PACKAGE_CONTACT "The stemstrip authors <stemstrip@users.noreply.github.com>")
+set(STEMSTRIP_PACKAGE_MAINTAINER "The stemstrip authors <stemstrip@users.noreply.github.com>"
+    CACHE STRING "Maintainer field of the Debian package")
+set(CPACK_PACKAGE_CONTACT ${STEMSTRIP_PACKAGE_MAINTAINER})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "real-time channel strip for audio hosts")
 set(CPACK_PACKAGE_DESCRIPTION "An equaliser, a compressor, an expander/gate and peak meters for\n\
 every stem format from mono to 7.1: LV2 plugins, the stemstrip command-line\n\
@@ -15,6 +17,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The core and the C API are in this package: dpkg-shlibdeps looks for them here.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_INSTALL_LIBDIR})
@@ -30,6 +33,4 @@ add_custom_command(OUTPUT ${deb_dir}/changelog.gz
   COMMAND gzip -9nkf ${deb_dir}/changelog DEPENDS ${deb_dir}/changelog)
 add_custom_target(stemstrip_deb_changelog ALL DEPENDS ${deb_dir}/changelog.gz)
 install(FILES ${deb_dir}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT core)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://github.com/stemstrip/stemstrip")
 include(CPack)
