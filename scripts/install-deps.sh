@@ -3,7 +3,10 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi "$@")
+# help2man writes the manual page; dpkg-dev, file and lintian make and check
+# the Debian package.
+packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi
+  pkg-config help2man dpkg-dev file lintian "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -100,6 +100,7 @@ int RunCommandLine(int argc, char** argv) {
     CLI::App app("stemstrip: a channel strip (EQ, compressor, expander/gate, meters) for audio files, mono to 7.1",
                  "stemstrip");
     app.require_subcommand(1);
+    app.set_help_all_flag("--help-all", "Print this help and every subcommand's options, then exit");
     app.set_version_flag("--version", "stemstrip " STEMSTRIP_VERSION);
     const bool stderrIsTerminal = isatty(STDERR_FILENO) == 1;
     RenderRequest render;
