@@ -34,6 +34,17 @@ void CheckHandle(const stemstrip_sdk* strip) {
     if (!strip) stemstrip::runtime::ThrowUsage("strip is null: pass a handle from stemstrip_sdk_create");
 }
 
+// A handle's value, or -1 with the last error set when it is null.
+template <class Query>
+int Queried(const stemstrip_sdk* strip, Query query) {
+    int value = -1;
+    Guarded([&] {
+        CheckHandle(strip);
+        value = query(strip->instance);
+    });
+    return value;
+}
+
 }  // namespace
 
 extern "C" {
@@ -101,21 +112,11 @@ int stemstrip_sdk_read_meters(stemstrip_sdk* strip, stemstrip_sdk_meters* meters
 }
 
 int stemstrip_sdk_latency(const stemstrip_sdk* strip) {
-    int latency = -1;
-    Guarded([&] {
-        CheckHandle(strip);
-        latency = strip->instance.latency();
-    });
-    return latency;
+    return Queried(strip, [](const stemstrip::Instance& i) { return i.latency(); });
 }
 
 int stemstrip_sdk_channels(const stemstrip_sdk* strip) {
-    int channels = -1;
-    Guarded([&] {
-        CheckHandle(strip);
-        channels = strip->instance.channels();
-    });
-    return channels;
+    return Queried(strip, [](const stemstrip::Instance& i) { return i.channels(); });
 }
 
 const char* stemstrip_sdk_last_error(void) { return lastError.c_str(); }
