@@ -197,6 +197,7 @@ void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vecto
             << "    rdfs:seeAlso <" << files.description << "> .\n\n";
     for (const FactoryPreset& p : presets)
         out << "<" << PresetUri(p) << ">\n    a pset:Preset ;\n    lv2:appliesTo " << Uri(*p.plugin) << " ;\n"
+            << "    rdfs:label \"" << Escaped(p.name) << "\" ;\n"
             << "    rdfs:seeAlso <" << files.presets << "> .\n\n";
 }
 
@@ -209,7 +210,6 @@ void WritePresets(std::ostream& out, const std::vector<FactoryPreset>& presets) 
     out << kPrefixes;
     for (const FactoryPreset& p : presets) {
         out << "<" << PresetUri(p) << ">\n    a pset:Preset ;\n    lv2:appliesTo " << Uri(*p.plugin) << " ;\n"
-            << "    rdfs:label \"" << Escaped(p.name) << "\" ;\n"
             << "    rdfs:comment \"" << Escaped(p.description) << "\" ;\n    lv2:port";
         const std::vector<ControlPort>& ports = ControlPortsOf(*p.plugin);
         for (size_t i = 0; i < ports.size(); ++i)
