@@ -3,7 +3,7 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev liblilv-dev lilv-utils lv2file sordi "$@")
+packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev liblilv-dev lilv-utils lv2file sordi jalv jackd2 "$@")
 
 missing=()
 for p in "${packages[@]}"; do
