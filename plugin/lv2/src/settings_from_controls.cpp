@@ -78,15 +78,17 @@ Settings SettingsFromControls(const Plugin& plugin, std::span<const float> raw, 
     const std::vector<ControlPort>& ports = ControlPortsOf(plugin);
     Settings s;
     std::array<int, 8> groups{};
+    bool grouped = false;  // mono and stereo have no group ports: the format's own linking
     for (size_t i = 0; i < ports.size(); ++i) {
         const float v = Sanitise(ports[i], raw[i], sampleRate);
         if (ports[i].channel >= 0) {
             groups[ports[i].channel] = static_cast<int>(v);
-            s.channelGroups = groups;
+            grouped = true;
         } else {
             Store(ports[i], ports[i].field(s, ports[i].band), v);
         }
     }
+    if (grouped) s.channelGroups = groups;
     return s;
 }
 
