@@ -4,9 +4,9 @@
 set -euo pipefail
 
 # help2man writes the manual page; dpkg-dev, file and lintian make and check
-# the Debian package.
-packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi
-  pkg-config help2man dpkg-dev file lintian "$@")
+# the Debian package; jalv and jackd2 are a real host for the plugin tests.
+packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev liblilv-dev lilv-utils lv2file sordi
+  pkg-config help2man dpkg-dev file lintian jalv jackd2 "$@")
 
 missing=()
 for p in "${packages[@]}"; do

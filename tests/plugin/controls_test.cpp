@@ -15,31 +15,43 @@
 namespace stemstrip::lv2 {
 namespace {
 
+const Plugin& PluginAt(const std::string& uri) {
+    for (const Plugin& p : Plugins())
+        if (PluginUri(p) == uri) return p;
+    throw std::runtime_error("no plugin " + uri);
+}
+
+// Side-chain 5.1: every shared port and detector-group ports, LFE included.
+const Plugin& k51 = PluginAt("urn:stemstrip:lv2:5.1");
+
 const ControlPort& Port(const std::string& symbol) {
-    for (const ControlPort& c : ControlPorts())
+    for (const ControlPort& c : ControlPortsOf(k51))
         if (c.symbol == symbol) return c;
     throw std::runtime_error("no port " + symbol);
 }
 
-std::vector<float> Defaults() {
+std::vector<float> Defaults(const Plugin& p = k51) {
     std::vector<float> v;
-    for (const ControlPort& c : ControlPorts()) v.push_back(c.defaultValue);
+    for (const ControlPort& c : ControlPortsOf(p)) v.push_back(c.defaultValue);
     return v;
 }
 
 void Set(std::vector<float>& values, const std::string& symbol, float v) {
-    values[&Port(symbol) - ControlPorts().data()] = v;
+    values[&Port(symbol) - ControlPortsOf(k51).data()] = v;
 }
 
 TEST(Controls, TableIsWellFormed) {
-    std::set<std::string> symbols;
     const std::regex symbol("[_a-zA-Z][_a-zA-Z0-9]*");
-    for (const ControlPort& c : ControlPorts()) {
-        EXPECT_TRUE(std::regex_match(c.symbol, symbol)) << c.symbol;
-        EXPECT_TRUE(symbols.insert(c.symbol).second) << "duplicate " << c.symbol;
-        EXPECT_TRUE(c.min <= c.defaultValue && c.defaultValue <= c.max) << c.symbol;
-        for (const ScalePoint& p : c.scalePoints) EXPECT_TRUE(c.min <= p.value && p.value <= c.max) << c.symbol;
-        EXPECT_NE(c.apply, nullptr) << c.symbol;
+    for (const Plugin& p : Plugins()) {
+        std::set<std::string> symbols;
+        for (const ControlPort& c : ControlPortsOf(p)) {
+            EXPECT_TRUE(std::regex_match(c.symbol, symbol)) << c.symbol;
+            EXPECT_TRUE(symbols.insert(c.symbol).second) << "duplicate " << c.symbol;
+            EXPECT_TRUE(c.min <= c.defaultValue && c.defaultValue <= c.max) << c.symbol;
+            for (const ScalePoint& sp : c.scalePoints) EXPECT_TRUE(c.min <= sp.value && sp.value <= c.max) << c.symbol;
+            EXPECT_TRUE((c.field != nullptr) != (c.channel >= 0)) << c.symbol << ": a settings field or a group slot";
+        }
+        EXPECT_EQ(symbols.count("key_source"), p.sideChain ? 1u : 0u) << PluginUri(p);
     }
 }
 
@@ -62,7 +74,7 @@ TEST(Controls, SanitiseMakesAnyHostValueUsable) {
 }
 
 TEST(Controls, DefaultsAreATransparentEnabledStrip) {
-    const Settings s = SettingsFromControls(Defaults(), 48000);
+    const Settings s = SettingsFromControls(k51, Defaults(), 48000);
     for (const EqBand& b : s.bands) EXPECT_FALSE(b.enabled);
     EXPECT_EQ(s.compressor.ratio, 1.0);
     EXPECT_EQ(s.expander.ratio, 1.0);
@@ -76,25 +88,44 @@ TEST(Controls, DefaultsAreATransparentEnabledStrip) {
 TEST(Controls, HostileValuesStillDesignAtEveryRate) {
     // Every control at both ends of its range, NaN and infinities: the
     // designer must accept the result, or run() could not apply it.
-    for (double rate : {8000.0, 44100.0, 192000.0, 768000.0}) {
-        for (float v : {-INFINITY, -1e30f, NAN, 1e30f, INFINITY}) {
-            std::vector<float> values(ControlPorts().size(), v);
-            EXPECT_NO_THROW(Design(SettingsFromControls(values, rate), Format::Stereo, rate)) << v << " at " << rate;
+    for (const Plugin& p : Plugins()) {
+        const std::vector<ControlPort>& ports = ControlPortsOf(p);
+        const Format f = p.format.format;
+        for (double rate : {8000.0, 44100.0, 192000.0, 768000.0}) {
+            for (float v : {-INFINITY, -1e30f, NAN, 1e30f, INFINITY}) {
+                std::vector<float> values(ports.size(), v);
+                EXPECT_NO_THROW(Design(SettingsFromControls(p, values, rate), f, rate)) << v << " at " << rate;
+            }
+            std::vector<float> values = Defaults(p);
+            for (size_t i = 0; i < values.size(); ++i) values[i] = i % 2 ? ports[i].max : ports[i].min;
+            EXPECT_NO_THROW(Design(SettingsFromControls(p, values, rate), f, rate)) << rate;
         }
-        std::vector<float> values = Defaults();
-        for (size_t i = 0; i < values.size(); ++i) values[i] = i % 2 ? ControlPorts()[i].max : ControlPorts()[i].min;
-        EXPECT_NO_THROW(Design(SettingsFromControls(values, rate), Format::Surround7_1, rate)) << rate;
     }
 }
 
-TEST(Controls, RatioAtTheTopOfTheScaleLimits) {
+TEST(Controls, ScaleEndsDecimalsAndGroupsMapOntoTheSettings) {
     std::vector<float> values = Defaults();
     Set(values, "comp_ratio", 100);
-    EXPECT_TRUE(std::isinf(SettingsFromControls(values, 48000).compressor.ratio));
+    Set(values, "comp_attack", 0.01f);
+    Set(values, "band1_q", 0.707f);
+    Set(values, "group_lfe", 0);
+    Set(values, "group_ls", 1);
+    Settings s = SettingsFromControls(k51, values, 48000);
+    EXPECT_TRUE(std::isinf(s.compressor.ratio)) << "the ratio's top limits";
+    EXPECT_EQ(s.compressor.attackMs, 0.0) << "the attack's floor is instant";
+    EXPECT_EQ(s.bands[0].q, 0.707) << "the decimal, not the float's digits";
+    // Port order L R C LFE Ls Rs; defaults pair the fronts and the surrounds.
+    EXPECT_EQ(s.channelGroups, (std::array<int, 8>{0, 0, 1, 0, 1, 3}));
+
     Set(values, "comp_ratio", 99.5f);
-    EXPECT_EQ(SettingsFromControls(values, 48000).compressor.ratio, 99.5);
+    Set(values, "comp_attack", 0.02f);
     Set(values, "enabled", 0);
-    EXPECT_TRUE(SettingsFromControls(values, 48000).bypass);
+    s = SettingsFromControls(k51, values, 48000);
+    EXPECT_EQ(s.compressor.ratio, 99.5);
+    EXPECT_EQ(s.compressor.attackMs, 0.02);
+    EXPECT_TRUE(s.bypass);
+    // Read back, the settings give the port values they came from.
+    EXPECT_EQ(ControlsFromSettings(k51, s), values);
 }
 
 TEST(ControlMailbox, ReaderNeverAcceptsATornSet) {

@@ -15,7 +15,7 @@ namespace stemstrip::lv2test {
 class DirectHost {
 public:
     // Throws std::runtime_error naming the binary or URI it cannot use.
-    DirectHost(const std::string& formatSuffix, double sampleRate, int maxBlock);
+    DirectHost(const std::string& uri, double sampleRate, int maxBlock);
     ~DirectHost();
     DirectHost(const DirectHost&) = delete;
     DirectHost& operator=(const DirectHost&) = delete;
@@ -26,7 +26,7 @@ public:
     float& control(const std::string& symbol);
     float* input(int port) { return in_[port].data(); }
     float* output(int port) { return out_[port].data(); }
-    float* key() { return key_.data(); }
+    float* key() { return key_.data(); }  // connected in side-chain plugins
     float peakInDb(int port) const { return outputs_[layout_.peakIn(port) - firstOutput()]; }
     float peakOutDb(int port) const { return outputs_[layout_.peakOut(port) - firstOutput()]; }
     float latency() const { return outputs_[layout_.latency() - firstOutput()]; }
@@ -38,6 +38,7 @@ private:
     void* library_;
     const LV2_Descriptor* descriptor_ = nullptr;
     LV2_Handle handle_ = nullptr;
+    const lv2::Plugin& plugin_;
     lv2::PortLayout layout_;
     std::vector<std::vector<float>> in_, out_;
     std::vector<float> key_, controls_, outputs_;

@@ -1,16 +1,19 @@
 // Real LV2 hosts render audio through every plugin of the bundle: lv2apply
-// (one frame per run(), no features, buffers inside an interleaved frame)
-// and lv2file (blocks of any size). Their output must be the SDK's output
-// for the same settings, to the bit.
+// (one frame per run(), no features, buffers inside an interleaved frame),
+// lv2file (blocks of any size) and a lilv host restoring factory presets.
+// Their output must be the SDK's or the CLI's for the same settings, to the bit.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <map>
 
 #include "host_command.hpp"
+#include "lilv_host.hpp"
 #include "plugin_cases.hpp"
 #include "sdk_render.hpp"
 #include "wav_file.hpp"
@@ -128,8 +131,9 @@ protected:
     }
 
     // Programme channels to the plugin's inputs; the key stays unconnected.
+    // `preset`: the label of a preset lv2file loads before the controls.
     Audio lv2file(const PluginCase& p, const Audio& in, const std::vector<Control>& controls, int block,
-                  const std::string& tag) const {
+                  const std::string& tag, const std::string& preset = "") const {
         const std::string inFile = file(tag + "_in.wav"), outFile = file(tag + "_lv2file_" + std::to_string(block) + ".wav");
         WriteWav(inFile, in);
         std::filesystem::remove(outFile);
@@ -137,34 +141,40 @@ protected:
         std::vector<std::string> argv = {LV2FILE, "-i", inFile, "-o", outFile, "-b", std::to_string(block), "--ignore-clipping"};
         for (size_t w = 0; w < p.ports.size(); ++w) argv.insert(argv.end(), {"-c", std::to_string(w + 1) + ":" + p.ports[w].symbol});
         for (const Control& c : controls) argv.insert(argv.end(), {"-p", c.symbol + ":" + std::to_string(c.value)});
+        if (!preset.empty()) argv.insert(argv.end(), {"-P", preset});
         argv.push_back(p.uri);
         return run(argv, outFile);
     }
 
     // The CLI writes its output aligned with the input (latency removed).
-    Audio cliRender(const Audio& in, const std::string& tag) const {
+    Audio cliRender(const PluginCase& p, const Audio& in, const std::vector<std::string>& options,
+                    const std::string& tag) const {
         const std::string inFile = file(tag + "_in.wav"), outFile = file(tag + "_cli.wav");
         WriteWav(inFile, in);
         std::filesystem::remove(outFile);
-        std::vector<std::string> argv = {STEMSTRIP_CLI, "render", inFile, outFile, "--flush-denormals"};
-        for (const std::string& s : kBusyCliSettings) argv.insert(argv.end(), {"--set", s});
+        std::vector<std::string> argv = {STEMSTRIP_CLI, "render", inFile, outFile, "--flush-denormals",
+                                         "--format", std::string(FormatName(p.format))};
+        argv.insert(argv.end(), options.begin(), options.end());
         return run(argv, outFile);
     }
 
     std::filesystem::path dir_ = std::filesystem::path(TEST_OUTPUT_DIR);
 };
 
-// Sample-exact equality, bit patterns included (a -0 is not a +0 here).
-::testing::AssertionResult SameAudio(const Audio& got, const Audio& want, long shift = 0) {
+// Sample-exact equality, bit patterns included (a -0 is not a +0 here),
+// unless `anyZeroSign`: lv2file writes a gated -0 as +0.
+::testing::AssertionResult SameAudio(const Audio& got, const Audio& want, long shift = 0, bool anyZeroSign = false) {
     if (got.channels != want.channels || got.sampleRate != want.sampleRate)
         return ::testing::AssertionFailure() << got.channels << " channels at " << got.sampleRate << " Hz, want "
                                              << want.channels << " at " << want.sampleRate;
     if (got.frames() != want.frames()) return ::testing::AssertionFailure() << got.frames() << " frames, want " << want.frames();
     for (long t = shift; t < got.frames(); ++t)
-        for (int c = 0; c < got.channels; ++c)
-            if (std::bit_cast<uint32_t>(got.at(t, c)) != std::bit_cast<uint32_t>(want.at(t - shift, c)))
-                return ::testing::AssertionFailure() << "frame " << t << " channel " << c << ": " << got.at(t, c)
-                                                     << ", want " << want.at(t - shift, c) << " (shift " << shift << ")";
+        for (int c = 0; c < got.channels; ++c) {
+            const float g = got.at(t, c), w = want.at(t - shift, c);
+            if (std::bit_cast<uint32_t>(g) != std::bit_cast<uint32_t>(w) && !(anyZeroSign && g == 0 && w == 0))
+                return ::testing::AssertionFailure() << "frame " << t << " channel " << c << ": " << g << ", want " << w
+                                                     << " (shift " << shift << ")";
+        }
     return ::testing::AssertionSuccess();
 }
 
@@ -175,13 +185,22 @@ double Rms(const Audio& a, long from, long to) {
     return std::sqrt(sum / double((to - from) * a.channels));
 }
 
-TEST_F(HostRender, Lv2applyMatchesTheSdkBitForBitInEveryFormat) {
+// A file name part for each plugin: "5.1", "plain_5.1".
+std::string Tag(const PluginCase& p) {
+    std::string tag = p.uri.substr(std::string("urn:stemstrip:lv2:").size());
+    std::replace(tag.begin(), tag.end(), ':', '_');
+    return tag;
+}
+
+TEST_F(HostRender, Lv2applyAndLv2fileMatchTheSdkBitForBitInEveryPlugin) {
     for (const PluginCase& p : PluginCases()) {
         SCOPED_TRACE(p.uri);
         const int channels = static_cast<int>(p.ports.size());
         const Audio in = TestSignal(channels, kRate);
-        // The key is there but not chosen: it must not matter.
-        const Audio out = lv2apply(p, WithKey(in), kBusyControls, "busy_" + std::to_string(channels));
+        // Side-chain plugins take a key that is there but not chosen: it must not matter.
+        const Audio out = lv2apply(p, p.sideChain ? WithKey(in) : in, kBusyControls, "busy_" + Tag(p));
+        // lv2file, blocks of 333 frames, key unconnected: the same audio.
+        EXPECT_TRUE(SameAudio(lv2file(p, in, kBusyControls, 333, "busy_" + Tag(p)), out));
 
         // Same chunking as lv2apply (one frame per call): the same bits.
         EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, BusySettings(), in, Flushing(), 1)));
@@ -203,7 +222,7 @@ TEST_F(HostRender, SideChainInputIsTheFileChannelAfterTheProgramme) {
     s.detector.externalKey = true;
     s.compressor.thresholdDb = -30;
     s.compressor.ratio = 10;
-    for (const PluginCase& p : {PluginCases()[1], PluginCases()[3]}) {
+    for (const PluginCase& p : {Case("urn:stemstrip:lv2:stereo"), Case("urn:stemstrip:lv2:7.1")}) {
         SCOPED_TRACE(p.uri);
         const int channels = static_cast<int>(p.ports.size());
         const Audio in = WithKey(TestSignal(channels, kRate));
@@ -215,14 +234,15 @@ TEST_F(HostRender, SideChainInputIsTheFileChannelAfterTheProgramme) {
 }
 
 TEST_F(HostRender, OutOfRangeControlsAreClampedAndBypassPassesAudioThrough) {
-    const PluginCase& stereo = PluginCases()[1];
+    const PluginCase& stereo = Case("urn:stemstrip:lv2:stereo");
     const Audio in = TestSignal(2, kRate / 2);
 
     // Ratio past the scale's top limits; everything else stops at its range.
     Settings limited;
     limited.compressor.ratio = std::numeric_limits<double>::infinity();
     limited.compressor.thresholdDb = -80;  // the port's floor
-    limited.bands[0] = {true, BandType::LowPass2, Placement::PreDynamics, 20000, 0, double(0.70710678f)};
+    // The Q port's default, the float nearest 1/sqrt(2), applies as the decimal it prints as.
+    limited.bands[0] = {true, BandType::LowPass2, Placement::PreDynamics, 20000, 0, 0.70710677};
     const Audio clamped = lv2apply(stereo, WithKey(in),
                                    {{"comp_ratio", 1000}, {"comp_threshold", -500}, {"band1_enable", 1},
                                     {"band1_type", 6}, {"band1_freq", 96000}},
@@ -235,7 +255,7 @@ TEST_F(HostRender, OutOfRangeControlsAreClampedAndBypassPassesAudioThrough) {
 }
 
 TEST_F(HostRender, Lv2fileBlocksOfAnySizeGiveTheLv2applyAudio) {
-    for (const PluginCase& p : {PluginCases()[1], PluginCases()[2]}) {
+    for (const PluginCase& p : {Case("urn:stemstrip:lv2:stereo"), Case("urn:stemstrip:lv2:5.1")}) {
         SCOPED_TRACE(p.uri);
         const int channels = static_cast<int>(p.ports.size());
         const Audio in = TestSignal(channels, kRate);
@@ -249,16 +269,38 @@ TEST_F(HostRender, Lv2fileBlocksOfAnySizeGiveTheLv2applyAudio) {
 }
 
 TEST_F(HostRender, Lv2applyMatchesTheCliRenderOfTheSameSettings) {
+    std::vector<std::string> options;
+    for (const std::string& s : kBusyCliSettings) options.insert(options.end(), {"--set", s});
     for (const PluginCase& p : PluginCases()) {
         SCOPED_TRACE(p.uri);
-        const int channels = static_cast<int>(p.ports.size());
-        const Audio in = TestSignal(channels, kRate / 2);
-        const Audio plugin = lv2apply(p, WithKey(in), kBusyControls, "cli_" + std::to_string(channels));
-        const Audio cli = cliRender(in, "cli_" + std::to_string(channels));
+        const Audio in = TestSignal(static_cast<int>(p.ports.size()), kRate / 2);
+        const Audio plugin = lv2apply(p, p.sideChain ? WithKey(in) : in, kBusyControls, "cli_" + Tag(p));
         // The CLI takes its first kLatency frames from the strip's latency;
         // the plugin reports them: same audio, kLatency frames apart.
-        EXPECT_TRUE(SameAudio(plugin, cli, kLatency));
+        EXPECT_TRUE(SameAudio(plugin, cliRender(p, in, options, "cli_" + Tag(p)), kLatency));
     }
+}
+
+// Two hosts load each preset: the tests' own lilv host through lilv's state
+// API, and lv2file by its label.
+TEST_F(HostRender, FactoryPresetsLoadedByHostsRenderLikeTheCli) {
+    std::map<std::string, int> plugins;  // per preset
+    for (const PluginCase& p : PluginCases()) {
+        const Audio in = TestSignal(static_cast<int>(p.ports.size()), kRate / 2);
+        for (const PresetRef& preset : PresetsOf(p.uri)) {
+            SCOPED_TRACE(preset.uri);
+            ++plugins[preset.label];
+            const Audio plugin = RenderPresetWithLilv(p, preset.uri, in, 256);
+            const Audio cli = cliRender(p, in, {"--preset", preset.label}, "preset_" + Tag(p));
+            EXPECT_TRUE(SameAudio(plugin, cli, kLatency));
+            EXPECT_TRUE(SameAudio(lv2file(p, in, {}, 512, "preset_" + Tag(p), preset.label), plugin, 0, true));
+        }
+    }
+    // Every preset on every plugin, but the 5.1 film stem's six detector
+    // groups: only the six-channel formats (5.1, 6.0) in both variants.
+    const std::map<std::string, int> expected = {
+        {"dialogue-gate", 22}, {"drum-bus", 22}, {"film-stem-5.1", 4}, {"limiter", 22}, {"vocal", 22}};
+    EXPECT_EQ(plugins, expected);
 }
 
 }  // namespace

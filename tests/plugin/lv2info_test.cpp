@@ -2,11 +2,13 @@
 // lv2info prints it: port order, designations, groups, ranges, latency.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
 
 #include "host_command.hpp"
+#include "lilv_host.hpp"
 #include "plugin_cases.hpp"
 
 namespace stemstrip::lv2test {
@@ -68,7 +70,7 @@ PluginInfo Lv2info(const std::string& uri) {
 std::string Suffix(const std::string& inputSymbol) { return inputSymbol.substr(2); }  // "in_l" -> "_l"
 
 TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
-    std::vector<std::string> firstControls;
+    std::vector<std::string> firstControls[2];  // plain, side-chain
     for (const PluginCase& p : PluginCases()) {
         SCOPED_TRACE(p.uri);
         const PluginInfo info = Lv2info(p.uri);
@@ -78,9 +80,10 @@ TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
         EXPECT_EQ(info.text.find("Required Features"), std::string::npos) << "lv2apply offers no features";
 
         // Programme in WAV order, then the key, then the outputs in the same order.
+        const int key = p.sideChain ? 1 : 0;
         for (int w = 0; w < channels; ++w) {
             for (const auto& [index, prefix, direction] :
-                 {std::tuple{w, std::string("in"), "InputPort"}, std::tuple{channels + 1 + w, std::string("out"), "OutputPort"}}) {
+                 {std::tuple{w, std::string("in"), "InputPort"}, std::tuple{channels + key + w, std::string("out"), "OutputPort"}}) {
                 const PortInfo& port = info.ports.at(index);
                 EXPECT_TRUE(port.is("AudioPort") && port.is(direction)) << "port " << index;
                 EXPECT_EQ(port.symbol, prefix + Suffix(p.ports[w].symbol));
@@ -88,24 +91,28 @@ TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
                 EXPECT_EQ(port.group, p.uri + "#" + prefix) << port.symbol;
             }
         }
-        const PortInfo& key = info.ports.at(channels);
-        EXPECT_EQ(key.symbol, "key");
-        EXPECT_TRUE(key.is("AudioPort") && key.is("InputPort"));
-        EXPECT_TRUE(key.has(std::string(kCore) + "connectionOptional") && key.has(std::string(kCore) + "isSideChain"));
+        if (p.sideChain) {
+            const PortInfo& keyPort = info.ports.at(channels);
+            EXPECT_EQ(keyPort.symbol, "key");
+            EXPECT_TRUE(keyPort.is("AudioPort") && keyPort.is("InputPort"));
+            EXPECT_TRUE(keyPort.has(std::string(kCore) + "connectionOptional") &&
+                        keyPort.has(std::string(kCore) + "isSideChain"));
+        }
 
-        // Controls: the same list in every format, sane ranges, one bypass.
-        std::vector<std::string> controls;
+        // Controls: the same list in every plugin of a variant, sane ranges,
+        // one bypass; after the latency port, the detector groups.
+        std::vector<std::string> controls, groups;
         std::set<std::string> meters;
         int enabledPorts = 0, latencyPort = -1;
         for (const auto& [index, port] : info.ports) {
-            if (index <= 2 * channels) continue;
+            if (index < 2 * channels + key) continue;
             ASSERT_TRUE(port.is("ControlPort")) << port.symbol << ": only audio and control ports";
             if (port.is("OutputPort")) {
                 if (port.symbol == "latency") latencyPort = index;
                 else meters.insert(port.symbol);
                 continue;
             }
-            controls.push_back(port.symbol);
+            (latencyPort < 0 ? controls : groups).push_back(port.symbol);
             const double lo = port.range.at("Minimum"), hi = port.range.at("Maximum"), def = port.range.at("Default");
             EXPECT_TRUE(lo <= def && def <= hi) << port.symbol << ": default " << def << " outside " << lo << ".." << hi;
             if (port.symbol.find("freq") != std::string::npos)
@@ -119,9 +126,25 @@ TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
             }
         }
         EXPECT_EQ(enabledPorts, 1);
-        if (firstControls.empty()) firstControls = controls;
-        EXPECT_EQ(controls, firstControls);
-        EXPECT_EQ(controls.size(), 8u * 6u + 7u + 10u + 8u + 3u) << "bands, compressor, expander, detector, trim+smoothing+enabled";
+        std::vector<std::string>& first = firstControls[p.sideChain];
+        if (first.empty()) first = controls;
+        EXPECT_EQ(controls, first);
+        EXPECT_EQ(controls.size(), 8u * 6u + 7u + 10u + 7u + key + 3u)
+            << "bands, compressor, expander, detector (key source in side-chain plugins), trim+smoothing+enabled";
+
+        // A detector-group control per speaker wherever the format has more
+        // than one group slot; each names one of the slots.
+        std::vector<std::string> expectedGroups;
+        if (GroupSlots(p.format) > 1)
+            for (const SpeakerPort& s : p.ports) expectedGroups.push_back("group" + Suffix(s.symbol));
+        EXPECT_EQ(groups, expectedGroups);
+        for (int i = latencyPort + 1; i < static_cast<int>(info.ports.size()); ++i) {
+            EXPECT_EQ(info.ports.at(i).range.at("Maximum"), GroupSlots(p.format) - 1);
+            EXPECT_EQ(info.ports.at(i).scalePoints, GroupSlots(p.format));
+        }
+
+        // The factory presets that fit the plugin.
+        EXPECT_NE(info.text.find("Presets: \n\t         dialogue-gate\n"), std::string::npos) << info.text.substr(0, 800);
 
         // Meters for every speaker, both reductions, and the latency port.
         std::set<std::string> expectedMeters = {"comp_gr", "exp_gr"};
@@ -132,6 +155,54 @@ TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
         EXPECT_NE(info.text.find("Has latency:       yes, reported by port " + std::to_string(latencyPort)),
                   std::string::npos);
         EXPECT_EQ(info.ports.at(latencyPort).designation, std::string(kCore) + "latency");
+    }
+}
+
+// Hosts restore sessions and automation by port index and symbol: a
+// released plugin's ports change only with a version bump, and even then
+// no port moves or is renamed. The reference lists the released ports:
+//   URI MINOR.MICRO INDEX SYMBOL MINIMUM MAXIMUM   ("-": no range)
+TEST(Lv2info, PortsChangeOnlyWithAVersionBumpAndNeverMove) {
+    struct Released {
+        std::pair<int, int> version;
+        std::map<int, std::string> ports;  // index -> "symbol min max"
+    };
+    std::map<std::string, Released> reference;
+    std::ifstream in(PORT_REFERENCE);
+    ASSERT_TRUE(in) << PORT_REFERENCE;
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        std::istringstream fields(line);
+        std::string uri, version, symbol, lo, hi;
+        int index;
+        char dot;
+        fields >> uri >> version >> index >> symbol >> lo >> hi;
+        Released& r = reference[uri];
+        std::istringstream(version) >> r.version.first >> dot >> r.version.second;
+        r.ports[index] = symbol + " " + lo + " " + hi;
+    }
+    for (const PluginCase& p : PluginCases()) EXPECT_TRUE(reference.count(p.uri)) << p.uri << " is not in the reference";
+
+    for (const auto& [uri, released] : reference) {
+        SCOPED_TRACE(uri);
+        std::map<int, std::string> now;
+        for (const auto& [index, port] : Lv2info(uri).ports) {
+            auto bound = [&](const char* key) {
+                if (!port.range.count(key)) return std::string("-");
+                std::ostringstream text;
+                text << port.range.at(key);
+                return text.str();
+            };
+            now[index] = port.symbol + " " + bound("Minimum") + " " + bound("Maximum");
+        }
+        const std::pair<int, int> version = PluginVersion(uri);
+        if (version == released.version) {
+            EXPECT_EQ(now, released.ports) << "ports changed without a version bump";
+            continue;
+        }
+        EXPECT_GT(version, released.version) << "the version went back";
+        for (const auto& [index, port] : released.ports)
+            EXPECT_EQ(now[index].substr(0, now[index].find(' ')), port.substr(0, port.find(' '))) << "port " << index;
     }
 }
 

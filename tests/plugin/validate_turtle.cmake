@@ -2,7 +2,8 @@
 # (lv2_validate runs sord_validate over them). Fails on any error or
 # warning, whatever the exit code says.
 #   cmake -DVALIDATE=lv2_validate -DBUNDLE=<dir> -P validate_turtle.cmake
-execute_process(COMMAND ${VALIDATE} ${BUNDLE}/manifest.ttl ${BUNDLE}/stemstrip.ttl
+file(GLOB turtle ${BUNDLE}/*.ttl)
+execute_process(COMMAND ${VALIDATE} ${turtle}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 message("${out}${err}")
 if(NOT rc EQUAL 0)

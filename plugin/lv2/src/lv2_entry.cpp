@@ -1,4 +1,4 @@
-// The LV2 entry: one descriptor per plugin format, all on StripPlugin.
+// The LV2 entry: one descriptor per plugin, all on StripPlugin.
 // Only lv2_descriptor leaves the binary (see exports.map).
 #include <lv2/core/lv2.h>
 
@@ -14,11 +14,11 @@ namespace {
 
 StripPlugin* Self(LV2_Handle h) { return static_cast<StripPlugin*>(h); }
 
-const PluginFormat* FormatOf(const LV2_Descriptor* d);
+const Plugin& PluginOf(const LV2_Descriptor* d);
 
 LV2_Handle Instantiate(const LV2_Descriptor* d, double rate, const char*, const LV2_Feature* const*) {
     try {
-        return new StripPlugin(*FormatOf(d), rate);
+        return new StripPlugin(PluginOf(d), rate);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s: cannot instantiate: %s\n", d->URI, e.what());
         return nullptr;
@@ -33,7 +33,7 @@ const void* ExtensionData(const char*) { return nullptr; }
 
 struct Descriptors {
     Descriptors() {
-        for (const PluginFormat& f : PluginFormats()) uris.push_back(std::string(kUriBase) + std::string(f.uriSuffix));
+        for (const Plugin& p : Plugins()) uris.push_back(PluginUri(p));
         for (const std::string& uri : uris)
             table.push_back({uri.c_str(), Instantiate, ConnectPort, Activate, Run, nullptr, Cleanup, ExtensionData});
     }
@@ -46,7 +46,7 @@ const Descriptors& All() {
     return d;
 }
 
-const PluginFormat* FormatOf(const LV2_Descriptor* d) { return &PluginFormats()[d - All().table.data()]; }
+const Plugin& PluginOf(const LV2_Descriptor* d) { return Plugins()[d - All().table.data()]; }
 
 }  // namespace
 }  // namespace stemstrip::lv2

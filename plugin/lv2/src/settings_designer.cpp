@@ -14,8 +14,8 @@ void WaitFor(sem_t& s) {
 
 }  // namespace
 
-SettingsDesigner::SettingsDesigner(Instance& strip, size_t controlCount)
-    : strip_(strip), mailbox_(controlCount), scratch_(controlCount), wake_{}, designed_{} {
+SettingsDesigner::SettingsDesigner(Instance& strip, const Plugin& plugin, size_t controlCount)
+    : strip_(strip), plugin_(plugin), mailbox_(controlCount), scratch_(controlCount), wake_{}, designed_{} {
     sem_init(&wake_, 0, 0);
     sem_init(&designed_, 0, 0);
     thread_ = std::thread([this] { loop(); });
@@ -63,7 +63,7 @@ void SettingsDesigner::loop() {
 }
 
 void SettingsDesigner::designPosted() {
-    if (mailbox_.read(scratch_)) strip_.setSettings(SettingsFromControls(scratch_, strip_.sampleRate()));
+    if (mailbox_.read(scratch_)) strip_.setSettings(SettingsFromControls(plugin_, scratch_, strip_.sampleRate()));
 }
 
 }  // namespace stemstrip::lv2

@@ -14,13 +14,14 @@
 #include <thread>
 
 #include "control_mailbox.hpp"
+#include "plugin_formats.hpp"
 #include "stemstrip/instance.hpp"
 
 namespace stemstrip::lv2 {
 
 class SettingsDesigner {
 public:
-    SettingsDesigner(Instance& strip, size_t controlCount);
+    SettingsDesigner(Instance& strip, const Plugin& plugin, size_t controlCount);
     ~SettingsDesigner();
     SettingsDesigner(const SettingsDesigner&) = delete;
     SettingsDesigner& operator=(const SettingsDesigner&) = delete;
@@ -40,6 +41,7 @@ private:
     void designPosted();  // with designMutex_ held
 
     Instance& strip_;
+    const Plugin& plugin_;
     ControlMailbox mailbox_;
     std::vector<float> scratch_;  // designer side only
     std::mutex designMutex_;      // never taken by the audio thread

@@ -13,9 +13,9 @@ namespace {
 // atomic exchanges) every sample would cost more than the audio does.
 constexpr uint32_t kMeterReadInterval = 256;
 
-std::vector<float> Defaults() {
+std::vector<float> Defaults(const Plugin& p) {
     std::vector<float> v;
-    for (const ControlPort& c : ControlPorts()) v.push_back(c.defaultValue);
+    for (const ControlPort& c : ControlPortsOf(p)) v.push_back(c.defaultValue);
     return v;
 }
 
@@ -27,33 +27,34 @@ InstanceOptions PluginInstanceOptions() {
 
 }  // namespace
 
-StripPlugin::StripPlugin(const PluginFormat& format, double sampleRate)
-    : format_(format),
-      layout_(format),
-      strip_(format.format, Settings{}, sampleRate, PluginInstanceOptions()),
+StripPlugin::StripPlugin(const Plugin& plugin, double sampleRate)
+    : plugin_(plugin),
+      format_(plugin.format),
+      layout_(plugin),
+      strip_(format_.format, Settings{}, sampleRate, PluginInstanceOptions()),
       audioIn_(layout_.channels()),
       controlIn_(layout_.controls()),
       audioOut_(layout_.channels()),
       meterOut_(2 * layout_.channels() + 2),
-      handedOver_(Defaults()),
+      handedOver_(Defaults(plugin)),
       meterDb_(meterOut_.size()),
-      designer_(strip_, handedOver_.size()) {
+      designer_(strip_, plugin, handedOver_.size()) {
     clearMeters();
 }
 
 void StripPlugin::connect(uint32_t port, void* data) {
     const int p = static_cast<int>(port);
     auto* f = static_cast<float*>(data);
-    if (p < layout_.key()) audioIn_[p] = f;
-    else if (p == layout_.key()) key_ = f;
-    else if (p < layout_.control(0)) audioOut_[p - layout_.audioOut(0)] = f;
-    else if (p < layout_.peakIn(0)) controlIn_[p - layout_.control(0)] = f;
-    else if (p < layout_.latency()) meterOut_[p - layout_.peakIn(0)] = f;
+    if (const int c = layout_.controlAt(p); c >= 0) controlIn_[c] = f;
+    else if (p < layout_.channels()) audioIn_[p] = f;
+    else if (layout_.hasKey() && p == layout_.key()) key_ = f;
+    else if (p < layout_.audioOut(layout_.channels())) audioOut_[p - layout_.audioOut(0)] = f;
+    else if (p >= layout_.peakIn(0) && p < layout_.latency()) meterOut_[p - layout_.peakIn(0)] = f;
     else if (p == layout_.latency()) latencyOut_ = f;
 }
 
 void StripPlugin::activate() {
-    const std::vector<ControlPort>& ports = ControlPorts();
+    const std::vector<ControlPort>& ports = ControlPortsOf(plugin_);
     for (size_t i = 0; i < ports.size(); ++i) handedOver_[i] = controlIn_[i] ? *controlIn_[i] : ports[i].defaultValue;
     designer_.restartAt(handedOver_);
     clearMeters();

@@ -24,7 +24,7 @@ namespace stemstrip::lv2 {
 class StripPlugin {
 public:
     // Throws UsageError for a sample rate the strip cannot run at.
-    StripPlugin(const PluginFormat& format, double sampleRate);
+    StripPlugin(const Plugin& plugin, double sampleRate);
 
     void connect(uint32_t port, void* data);
     void activate();
@@ -36,12 +36,13 @@ private:
     void refreshMeters(uint32_t n);
     void writeMeterPorts();
 
+    const Plugin& plugin_;
     const PluginFormat& format_;
     PortLayout layout_;
     Instance strip_;
     std::vector<const float*> audioIn_, controlIn_;
     std::vector<float*> audioOut_;
-    const float* key_ = nullptr;
+    const float* key_ = nullptr;  // stays null in plain plugins
     std::vector<float*> meterOut_;  // peaks in, peaks out, compressor, expander
     float* latencyOut_ = nullptr;
     std::vector<float> handedOver_;  // control values the designer last got

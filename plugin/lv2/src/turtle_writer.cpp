@@ -13,11 +13,17 @@ namespace {
 // above full scale.
 constexpr float kMeterCeilingDb = 24.0f, kMostReductionDb = 200.0f;
 
+// Raise the minor version (even: a release) whenever a plugin's ports
+// change, and record the new ports in the reference list of the tests.
+constexpr int kMinorVersion = 2, kMicroVersion = 0;
+constexpr std::string_view kLicense = "http://opensource.org/licenses/MIT";
+
 constexpr std::string_view kPrefixes =
     "@prefix doap: <http://usefulinc.com/ns/doap#> .\n"
     "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
     "@prefix pg: <http://lv2plug.in/ns/ext/port-groups#> .\n"
     "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n"
+    "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
     "@prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> .\n"
     "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"
     "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n\n";
@@ -31,8 +37,18 @@ std::string Number(float v) {
     return s;
 }
 
-std::string Uri(const PluginFormat& f, std::string_view fragment = {}) {
-    std::string uri = "<" + std::string(kUriBase) + std::string(f.uriSuffix);
+// A Turtle string's content: quotes and backslashes escaped.
+std::string Escaped(std::string_view text) {
+    std::string s;
+    for (char c : text) {
+        if (c == '"' || c == '\\') s += '\\';
+        s += c;
+    }
+    return s;
+}
+
+std::string Uri(const Plugin& p, std::string_view fragment = {}) {
+    std::string uri = "<" + PluginUri(p);
     if (!fragment.empty()) uri += "#" + std::string(fragment);
     return uri + ">";
 }
@@ -53,20 +69,23 @@ std::string_view UnitName(Unit u) {
 
 class PluginWriter {
 public:
-    PluginWriter(std::ostream& out, const PluginFormat& f) : out_(out), f_(f), layout_(f) {}
+    PluginWriter(std::ostream& out, const Plugin& p) : out_(out), p_(p), f_(p.format), layout_(p) {}
 
     void write() {
         writeGroups();
-        out_ << Uri(f_) << "\n    a lv2:Plugin , lv2:DynamicsPlugin ;\n"
-             << "    doap:name \"" << f_.name << "\" ;\n"
+        out_ << Uri(p_) << "\n    a lv2:Plugin , lv2:DynamicsPlugin ;\n"
+             << "    doap:name \"" << PluginName(p_) << "\" ;\n"
+             << "    doap:license <" << kLicense << "> ;\n"
+             << "    lv2:minorVersion " << kMinorVersion << " ;\n"
+             << "    lv2:microVersion " << kMicroVersion << " ;\n"
              << "    lv2:optionalFeature lv2:hardRTCapable ;\n"
-             << "    pg:mainInput " << Uri(f_, "in") << " ;\n"
-             << "    pg:mainOutput " << Uri(f_, "out") << " ;\n"
+             << "    pg:mainInput " << Uri(p_, "in") << " ;\n"
+             << "    pg:mainOutput " << Uri(p_, "out") << " ;\n"
              << "    lv2:port";
         for (int p = 0; p < layout_.channels(); ++p) audioPort(layout_.audioIn(p), "Input", "in", f_.ports[p]);
-        keyPort();
+        if (layout_.hasKey()) keyPort();
         for (int p = 0; p < layout_.channels(); ++p) audioPort(layout_.audioOut(p), "Output", "out", f_.ports[p]);
-        const auto& controls = ControlPorts();
+        const auto& controls = ControlPortsOf(p_);
         for (size_t i = 0; i < controls.size(); ++i) controlPort(layout_.control(static_cast<int>(i)), controls[i]);
         for (int p = 0; p < layout_.channels(); ++p)
             meterPort(layout_.peakIn(p), SpeakerSymbol("peak_in", f_.ports[p]),
@@ -82,16 +101,17 @@ public:
 
 private:
     void writeGroups() {
-        out_ << Uri(f_, "in") << "\n    a pg:" << f_.groupClass << " , pg:InputGroup ;\n"
+        out_ << Uri(p_, "in") << "\n    a pg:" << f_.groupClass << " , pg:InputGroup ;\n"
              << "    lv2:symbol \"in\" ;\n    rdfs:label \"Input\" .\n\n";
-        out_ << Uri(f_, "out") << "\n    a pg:" << f_.groupClass << " , pg:OutputGroup ;\n"
+        out_ << Uri(p_, "out") << "\n    a pg:" << f_.groupClass << " , pg:OutputGroup ;\n"
              << "    lv2:symbol \"out\" ;\n    rdfs:label \"Output\" ;\n"
-             << "    pg:source " << Uri(f_, "in") << " .\n\n";
-        out_ << Uri(f_, "key") << "\n    a pg:MonoGroup , pg:InputGroup ;\n"
-             << "    lv2:symbol \"key\" ;\n    rdfs:label \"Side-chain key\" ;\n"
-             << "    pg:sideChainOf " << Uri(f_, "in") << " .\n\n";
+             << "    pg:source " << Uri(p_, "in") << " .\n\n";
+        if (layout_.hasKey())
+            out_ << Uri(p_, "key") << "\n    a pg:MonoGroup , pg:InputGroup ;\n"
+                 << "    lv2:symbol \"key\" ;\n    rdfs:label \"Side-chain key\" ;\n"
+                 << "    pg:sideChainOf " << Uri(p_, "in") << " .\n\n";
         for (int b = 0; b < kMaxBands; ++b)
-            out_ << Uri(f_, "band" + std::to_string(b + 1)) << "\n    a pg:Group ;\n"
+            out_ << Uri(p_, "band" + std::to_string(b + 1)) << "\n    a pg:Group ;\n"
                  << "    lv2:symbol \"band" << b + 1 << "\" ;\n    rdfs:label \"EQ band " << b + 1 << "\" .\n\n";
     }
 
@@ -107,7 +127,7 @@ private:
     void audioPort(int index, std::string_view direction, std::string_view group, const Speaker& s) {
         const std::string classes = "lv2:" + std::string(direction) + "Port , lv2:AudioPort";
         open(index, classes, SpeakerSymbol(group, s), std::string(direction) + " " + std::string(s.label));
-        line("pg:group " + Uri(f_, group));
+        line("pg:group " + Uri(p_, group));
         line("lv2:designation pg:" + std::string(s.designation));
         close();
     }
@@ -115,7 +135,7 @@ private:
     void keyPort() {
         open(layout_.key(), "lv2:InputPort , lv2:AudioPort", "key", "Side-chain key");
         line("lv2:portProperty lv2:isSideChain , lv2:connectionOptional");
-        line("pg:group " + Uri(f_, "key"));
+        line("pg:group " + Uri(p_, "key"));
         line("lv2:designation pg:center");
         close();
     }
@@ -133,7 +153,7 @@ private:
             case Hint::Linear: break;
         }
         if (!c.designation.empty()) line("lv2:designation lv2:" + std::string(c.designation));
-        if (c.band >= 0) line("pg:group " + Uri(f_, "band" + std::to_string(c.band + 1)));
+        if (c.band >= 0) line("pg:group " + Uri(p_, "band" + std::to_string(c.band + 1)));
         for (const ScalePoint& sp : c.scalePoints)
             line("lv2:scalePoint [ rdfs:label \"" + std::string(sp.label) + "\" ; rdf:value " + Number(sp.value) +
                  " ]");
@@ -157,23 +177,46 @@ private:
     }
 
     std::ostream& out_;
+    const Plugin& p_;
     const PluginFormat& f_;
     PortLayout layout_;
 };
 
 }  // namespace
 
-void WriteManifest(std::ostream& out, std::string_view binaryFile, std::string_view descriptionFile) {
+std::string PresetUri(const FactoryPreset& p) {
+    return std::string(kUriBase) + "preset:" + p.name + ":" + PluginUri(*p.plugin).substr(kUriBase.size());
+}
+
+void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vector<FactoryPreset>& presets) {
     out << "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
+        << "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
         << "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
-    for (const PluginFormat& f : PluginFormats())
-        out << Uri(f) << "\n    a lv2:Plugin ;\n    lv2:binary <" << binaryFile << "> ;\n"
-            << "    rdfs:seeAlso <" << descriptionFile << "> .\n\n";
+    for (const Plugin& p : Plugins())
+        out << Uri(p) << "\n    a lv2:Plugin ;\n    lv2:binary <" << files.binary << "> ;\n"
+            << "    rdfs:seeAlso <" << files.description << "> .\n\n";
+    for (const FactoryPreset& p : presets)
+        out << "<" << PresetUri(p) << ">\n    a pset:Preset ;\n    lv2:appliesTo " << Uri(*p.plugin) << " ;\n"
+            << "    rdfs:label \"" << Escaped(p.name) << "\" ;\n"
+            << "    rdfs:seeAlso <" << files.presets << "> .\n\n";
 }
 
 void WriteDescription(std::ostream& out) {
     out << kPrefixes;
-    for (const PluginFormat& f : PluginFormats()) PluginWriter(out, f).write();
+    for (const Plugin& p : Plugins()) PluginWriter(out, p).write();
+}
+
+void WritePresets(std::ostream& out, const std::vector<FactoryPreset>& presets) {
+    out << kPrefixes;
+    for (const FactoryPreset& p : presets) {
+        out << "<" << PresetUri(p) << ">\n    a pset:Preset ;\n    lv2:appliesTo " << Uri(*p.plugin) << " ;\n"
+            << "    rdfs:comment \"" << Escaped(p.description) << "\" ;\n    lv2:port";
+        const std::vector<ControlPort>& ports = ControlPortsOf(*p.plugin);
+        for (size_t i = 0; i < ports.size(); ++i)
+            out << (i == 0 ? " [\n" : " , [\n") << "        lv2:symbol \"" << ports[i].symbol << "\" ;\n"
+                << "        pset:value " << Number(p.values[i]) << "\n    ]";
+        out << " .\n\n";
+    }
 }
 
 }  // namespace stemstrip::lv2

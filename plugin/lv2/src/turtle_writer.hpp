@@ -1,13 +1,34 @@
-// The bundle's Turtle: manifest.ttl names the plugins and their binary,
-// the description file holds every plugin's ports.
+// The bundle's Turtle: manifest.ttl names the plugins, their binary and the
+// factory presets; the description file holds every plugin's ports and the
+// presets file every preset's port values.
 #pragma once
 
 #include <ostream>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "plugin_formats.hpp"
 
 namespace stemstrip::lv2 {
 
-void WriteManifest(std::ostream& out, std::string_view binaryFile, std::string_view descriptionFile);
+struct FactoryPreset {
+    std::string name;  // "vocal"
+    std::string description;
+    const Plugin* plugin;
+    std::vector<float> values;  // of ControlPortsOf(*plugin), in order
+};
+
+// urn:stemstrip:lv2:preset:NAME:PLUGIN, PLUGIN the part of the plugin's
+// URI after urn:stemstrip:lv2: ("stereo", "plain:5.1").
+std::string PresetUri(const FactoryPreset& p);
+
+struct BundleFiles {
+    std::string_view binary, description, presets;
+};
+
+void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vector<FactoryPreset>& presets);
 void WriteDescription(std::ostream& out);
+void WritePresets(std::ostream& out, const std::vector<FactoryPreset>& presets);
 
 }  // namespace stemstrip::lv2
