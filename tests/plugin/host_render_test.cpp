@@ -252,6 +252,26 @@ TEST_F(HostRender, OutOfRangeControlsAreClampedAndBypassPassesAudioThrough) {
     // Bypass through the host's enable designation: the input, kLatency later.
     const Audio bypassed = lv2apply(stereo, WithKey(in), {{"enabled", 0}, {"comp_ratio", 10}, {"comp_threshold", -40}}, "bypass");
     EXPECT_TRUE(SameAudio(bypassed, in, kLatency));
+    // So does a neutral strip: the null test.
+    EXPECT_TRUE(SameAudio(lv2apply(stereo, WithKey(in), {}, "neutral"), in, kLatency));
+}
+
+// A NaN or an infinity in the programme or the key renders exactly as a 0
+// there would, in every format: it never silences the plugin for good.
+TEST_F(HostRender, NonFiniteSamplesRenderAsZerosInEveryFormat) {
+    std::vector<Control> keyed = kBusyControls;
+    keyed.push_back({"key_source", 1});
+    for (const PluginCase& p : PluginCases()) {
+        if (!p.sideChain) continue;
+        SCOPED_TRACE(p.uri);
+        const int channels = static_cast<int>(p.ports.size());
+        Audio dirty = WithKey(TestSignal(channels, kRate / 4)), zeroed = dirty;
+        dirty.at(2000, channels - 1) = NAN;
+        dirty.at(2100, 0) = INFINITY;
+        dirty.at(2200, channels) = -INFINITY;  // the key
+        zeroed.at(2000, channels - 1) = zeroed.at(2100, 0) = zeroed.at(2200, channels) = 0.0f;
+        EXPECT_TRUE(SameAudio(lv2apply(p, dirty, keyed, "nan_" + Tag(p)), lv2apply(p, zeroed, keyed, "zero_" + Tag(p))));
+    }
 }
 
 TEST_F(HostRender, Lv2fileBlocksOfAnySizeGiveTheLv2applyAudio) {
