@@ -33,9 +33,9 @@ std::string Warnings(const SummaryFacts& f) {
     std::string s;
     if (bad > 0) {
         const auto first = static_cast<long long>(m.firstNonFiniteSample);
-        s += Printf("  warning: %lld NaN or infinite input samples%s were processed as 0; the first at %.3f s "
-                    "(sample %lld)\n",
-                    static_cast<long long>(bad), m.nonFiniteKeySamples > 0 ? " (key included)" : "",
+        const char* key = m.nonFiniteKeySamples == bad ? " (in the key)" : m.nonFiniteKeySamples > 0 ? " (some in the key)" : "";
+        s += Printf("  warning: %lld NaN or infinite input %s processed as 0%s; the first at %.3f s (sample %lld)\n",
+                    static_cast<long long>(bad), bad == 1 ? "sample was" : "samples were", key,
                     static_cast<double>(first) / f.sampleRate, first);
     }
     if (f.clippedSamples > 0)
