@@ -26,7 +26,7 @@ void Text(cairo_t* cr, double x, double y, const std::string& text, palette::Rgb
 void Handle(cairo_t* cr, double x, double y, double radius, palette::Rgb c, bool filled) {
     cairo_new_sub_path(cr);
     cairo_arc(cr, x, y, radius, 0, 2 * M_PI);
-    SetColour(cr, c, filled ? 0.9 : 0.5);
+    SetColour(cr, c, filled ? 1 : 0.5);
     if (filled) cairo_fill_preserve(cr);
     SetColour(cr, filled ? palette::kText : c);
     cairo_stroke(cr);
@@ -105,7 +105,7 @@ void StripView::drawEq(cairo_t* cr) {
         x += 110 * s;
     }
     const int b = selectedBand_;
-    Text(cr, eq_.x + eq_.w - 200 * s, eq_.y - 5 * s,
+    Text(cr, eq_.x, eq_.y + eq_.h + 13 * s,
          "Band " + std::to_string(b + 1) + ": " + ValueText(ports_[control("freq", b)], value(control("freq", b))) + "  " +
              ValueText(ports_[control("gain", b)], value(control("gain", b))) + "  Q " +
              ValueText(ports_[control("q", b)], value(control("q", b))),
