@@ -214,6 +214,9 @@ void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vecto
 
 void WriteDescription(std::ostream& out) {
     out << kPrefixes;
+    // The inline-display extension ships no schema in lv2-dev; what its two
+    // terms are, for validators and hosts that have not met it.
+    out << "idisp:interface\n    a lv2:ExtensionData .\n\nidisp:queue_draw\n    a lv2:Feature .\n\n";
     for (const Plugin& p : Plugins()) PluginWriter(out, p).write();
 }
 
