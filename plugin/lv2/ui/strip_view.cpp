@@ -147,8 +147,12 @@ bool StripView::press(double x, double y, bool doubleClick) {
     gesture_ = {Target::None, -1, x, y, 0, false, doubleClick};
     if (const auto b = bandAt(x, y)) {
         gesture_.target = Target::Band, gesture_.index = *b;
-        if (doubleClick)
+        if (doubleClick) {
+            // The double-click's first click switched the band; a reset leaves it as it was.
+            const int enable = control("enable", *b);
+            set(enable, value(enable) > 0 ? 0 : 1);
             for (const char* symbol : {"freq", "gain", "q"}) set(control(symbol, *b), ports_[control(symbol, *b)].defaultValue);
+        }
         selectedBand_ = *b;
         layOut();
         return true;
