@@ -130,6 +130,10 @@ void StripView::drawTransfer(cairo_t* cr) {
     cairo_line_to(cr, r.x + r.w, r.y);
     cairo_stroke(cr);
     Text(cr, r.x, r.y - 5 * s, "Dynamics: output vs input level (dB)", palette::kText);
+    for (double db = lo + 20; db < hi; db += 20) {
+        Text(cr, ValueToX(r, db, lo, hi) + 2 * s, r.y + r.h - 4 * s, Label("%.0f", db), palette::kDim);
+        Text(cr, r.x + 2 * s, ValueToY(r, db, lo, hi) - 3 * s, Label("%.0f", db), palette::kDim);
+    }
 
     std::vector<double> levels;
     for (int i = 0; i <= 200; ++i) levels.push_back(lo + (hi - lo) * i / 200);
