@@ -40,7 +40,7 @@ install(TARGETS stemstrip_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPON
 install(FILES ${PROJECT_BINARY_DIR}/cli/stemstrip.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT cli)
 
 set(lv2_bundle_dir ${CMAKE_INSTALL_LIBDIR}/lv2/stemstrip.lv2)
-install(TARGETS stemstrip_lv2 LIBRARY DESTINATION ${lv2_bundle_dir} COMPONENT lv2)
+install(TARGETS stemstrip_lv2 stemstrip_lv2_ui LIBRARY DESTINATION ${lv2_bundle_dir} COMPONENT lv2)
 install(TARGETS stemstrip LIBRARY DESTINATION ${lv2_bundle_dir} COMPONENT lv2 NAMELINK_SKIP)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/lv2/stemstrip.lv2/ DESTINATION ${lv2_bundle_dir} COMPONENT lv2
   FILES_MATCHING PATTERN "*.ttl")

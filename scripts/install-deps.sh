@@ -4,9 +4,11 @@
 set -euo pipefail
 
 # help2man writes the manual page; dpkg-dev, file and lintian make and check
-# the Debian package; jalv and jackd2 are a real host for the plugin tests.
+# the Debian package; jalv and jackd2 are a real host for the plugin tests;
+# libx11-dev and libcairo2-dev build the plugin's interface, which xvfb and
+# xdotool let the tests show and drive.
 packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev liblilv-dev lilv-utils lv2file sordi
-  pkg-config help2man dpkg-dev file lintian jalv jackd2 "$@")
+  pkg-config help2man dpkg-dev file lintian jalv jackd2 libx11-dev libcairo2-dev xvfb xdotool "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -323,5 +323,29 @@ TEST_F(HostRender, FactoryPresetsLoadedByHostsRenderLikeTheCli) {
     EXPECT_EQ(plugins, expected);
 }
 
+// The inline display through lilv: the image has the requested width, the
+// EQ curve (+12 dB bell at 1 kHz on an axis of +-18 dB) sits a third of the
+// way up from the middle at 1 kHz and on the middle line at 40 Hz, and the
+// plugin asked the host to redraw.
+TEST(InlineDisplay, RendersTheEqCurveAtTheRequestedSize) {
+    const InlineImage image = RenderInlineDisplay(
+        "urn:stemstrip:lv2:plain:stereo", {{"band4_enable", 1}, {"band4_freq", 1000}, {"band4_gain", 12}}, 160, 100);
+    ASSERT_EQ(image.width, 160);
+    ASSERT_GT(image.height, 20);
+    ASSERT_LE(image.height, 100);
+    EXPECT_GT(image.drawRequests, 0);
+    const auto curveRow = [&](double hz) {  // the curve's colour is yellow: red and green high, blue low
+        const int x = static_cast<int>((image.width - 9) * std::log10(hz / 20) / 3);
+        for (int y = 0; y < image.height; ++y) {
+            const unsigned char* px = &image.data[y * image.stride + 4 * x];
+            if (px[2] > 200 && px[1] > 150 && px[0] < 100) return y;
+        }
+        return -1;
+    };
+    const double middle = image.height / 2.0;
+    EXPECT_NEAR(curveRow(1000), middle - middle * 12 / 18, 2.5);
+    EXPECT_NEAR(curveRow(40), middle, 2.5);
+}
+
 }  // namespace
 }  // namespace stemstrip::lv2test

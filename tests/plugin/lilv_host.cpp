@@ -1,5 +1,7 @@
 #include "lilv_host.hpp"
 
+#include "inline_display_extension.h"
+
 #include <lilv/lilv.h>
 #include <lv2/atom/atom.h>
 #include <lv2/presets/presets.h>
@@ -144,6 +146,42 @@ Audio RenderPresetWithLilv(const PluginCase& plugin, const std::string& presetUr
         for (int c = 0; c < channels; ++c)
             for (int t = 0; t < n; ++t) out.at(at + t, c) = audioOut[c][t];
     }
+    lilv_instance_deactivate(instance);
+    lilv_instance_free(instance);
+    return out;
+}
+
+InlineImage RenderInlineDisplay(const std::string& pluginUri, const std::vector<std::pair<std::string, float>>& controls,
+                                uint32_t width, uint32_t maxHeight) {
+    World w;
+    const LilvPlugin* p = w.plugin(pluginUri);
+    std::vector<float> values(lilv_plugin_get_num_ports(p));
+    lilv_plugin_get_port_ranges_float(p, nullptr, nullptr, values.data());
+    for (const auto& [symbol, value] : controls) {
+        LilvNode* node = lilv_new_string(w.world, symbol.c_str());
+        values[lilv_port_get_index(p, lilv_plugin_get_port_by_symbol(p, node))] = value;
+        lilv_node_free(node);
+    }
+    int requests = 0;
+    LV2_Inline_Display queue{&requests, [](void* h) { ++*static_cast<int*>(h); }};
+    const LV2_Feature queueFeature{LV2_INLINEDISPLAY__queue_draw, &queue};
+    const LV2_Feature* features[] = {&queueFeature, nullptr};
+    LilvInstance* instance = lilv_plugin_instantiate(p, 48000, features);
+    if (!instance) throw std::runtime_error("cannot instantiate " + pluginUri);
+    std::vector<float> silence(256);
+    for (uint32_t i = 0; i < values.size(); ++i) lilv_instance_connect_port(instance, i, &values[i]);
+    LilvNode* audio = lilv_new_uri(w.world, LILV_URI_AUDIO_PORT);
+    for (uint32_t i = 0; i < values.size(); ++i)
+        if (lilv_port_is_a(p, lilv_plugin_get_port_by_index(p, i), audio)) lilv_instance_connect_port(instance, i, silence.data());
+    lilv_node_free(audio);
+    lilv_instance_activate(instance);
+    lilv_instance_run(instance, 256);
+    const auto* display =
+        static_cast<const LV2_Inline_Display_Interface*>(lilv_instance_get_extension_data(instance, LV2_INLINEDISPLAY__interface));
+    if (!display) throw std::runtime_error(pluginUri + " has no inline display");
+    const LV2_Inline_Display_Image_Surface* image = display->render(lilv_instance_get_handle(instance), width, maxHeight);
+    InlineImage out{image->width, image->height, image->stride,
+                    {image->data, image->data + image->stride * image->height}, requests};
     lilv_instance_deactivate(instance);
     lilv_instance_free(instance);
     return out;

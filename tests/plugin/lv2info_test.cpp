@@ -143,8 +143,9 @@ TEST(Lv2info, EveryPluginShowsItsPortsAsIntended) {
             EXPECT_EQ(info.ports.at(i).scalePoints, GroupSlots(p.format));
         }
 
-        // The factory presets that fit the plugin.
-        EXPECT_NE(info.text.find("Presets: \n\t         dialogue-gate\n"), std::string::npos) << info.text.substr(0, 800);
+        // The factory presets that fit the plugin, in lilv's order.
+        const size_t presets = info.text.find("Presets: \n");
+        EXPECT_NE(info.text.find("\t         dialogue-gate\n", presets), std::string::npos) << info.text.substr(0, 800);
 
         // Meters for every speaker, both reductions, and the latency port.
         std::set<std::string> expectedMeters = {"comp_gr", "exp_gr"};

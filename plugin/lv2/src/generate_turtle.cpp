@@ -1,6 +1,6 @@
 // Build step: writes manifest.ttl, the plugin description and the factory
 // presets into the bundle.
-//   stemstrip_lv2_turtle BUNDLE_DIR BINARY_FILE_NAME
+//   stemstrip_lv2_turtle BUNDLE_DIR BINARY_FILE_NAME UI_BINARY_FILE_NAME
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -27,8 +27,9 @@ bool WriteFile(const std::string& path, const std::function<void(std::ostream&)>
 
 int main(int argc, char** argv) {
     using namespace stemstrip::lv2;
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: stemstrip_lv2_turtle BUNDLE_DIR BINARY_FILE_NAME (got %d arguments)\n", argc - 1);
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: stemstrip_lv2_turtle BUNDLE_DIR BINARY_FILE_NAME UI_BINARY_FILE_NAME (got %d arguments)\n",
+                     argc - 1);
         return 2;
     }
     const std::string bundle = argv[1];
@@ -39,7 +40,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "stemstrip_lv2_turtle: %s\n", e.what());
         return 1;
     }
-    const BundleFiles files{argv[2], kDescriptionFile, kPresetsFile};
+    const BundleFiles files{argv[2], argv[3], kDescriptionFile, kPresetsFile};
     const bool ok = WriteFile(bundle + "/manifest.ttl", [&](std::ostream& o) { WriteManifest(o, files, presets); }) &&
                     WriteFile(bundle + "/" + kDescriptionFile, [](std::ostream& o) { WriteDescription(o); }) &&
                     WriteFile(bundle + "/" + kPresetsFile, [&](std::ostream& o) { WritePresets(o, presets); });

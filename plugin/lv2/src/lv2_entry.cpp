@@ -3,6 +3,7 @@
 #include <lv2/core/lv2.h>
 
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <vector>
@@ -16,9 +17,16 @@ StripPlugin* Self(LV2_Handle h) { return static_cast<StripPlugin*>(h); }
 
 const Plugin& PluginOf(const LV2_Descriptor* d);
 
-LV2_Handle Instantiate(const LV2_Descriptor* d, double rate, const char*, const LV2_Feature* const*) {
+const LV2_Inline_Display* InlineHost(const LV2_Feature* const* features) {
+    for (int i = 0; features && features[i]; ++i)
+        if (std::strcmp(features[i]->URI, LV2_INLINEDISPLAY__queue_draw) == 0)
+            return static_cast<const LV2_Inline_Display*>(features[i]->data);
+    return nullptr;
+}
+
+LV2_Handle Instantiate(const LV2_Descriptor* d, double rate, const char*, const LV2_Feature* const* features) {
     try {
-        return new StripPlugin(PluginOf(d), rate);
+        return new StripPlugin(PluginOf(d), rate, InlineHost(features));
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s: cannot instantiate: %s\n", d->URI, e.what());
         return nullptr;
@@ -29,7 +37,14 @@ void ConnectPort(LV2_Handle h, uint32_t port, void* data) { Self(h)->connect(por
 void Activate(LV2_Handle h) { Self(h)->activate(); }
 void Run(LV2_Handle h, uint32_t n) { Self(h)->run(n); }
 void Cleanup(LV2_Handle h) { delete Self(h); }
-const void* ExtensionData(const char*) { return nullptr; }
+LV2_Inline_Display_Image_Surface* RenderInline(LV2_Handle h, uint32_t w, uint32_t maxH) {
+    return Self(h)->inlineDisplay().render(w, maxH);
+}
+
+const void* ExtensionData(const char* uri) {
+    static const LV2_Inline_Display_Interface inlineDisplay{RenderInline};
+    return std::strcmp(uri, LV2_INLINEDISPLAY__interface) == 0 ? &inlineDisplay : nullptr;
+}
 
 struct Descriptors {
     Descriptors() {

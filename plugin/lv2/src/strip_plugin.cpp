@@ -27,7 +27,7 @@ InstanceOptions PluginInstanceOptions() {
 
 }  // namespace
 
-StripPlugin::StripPlugin(const Plugin& plugin, double sampleRate)
+StripPlugin::StripPlugin(const Plugin& plugin, double sampleRate, const LV2_Inline_Display* inlineHost)
     : plugin_(plugin),
       format_(plugin.format),
       layout_(plugin),
@@ -38,6 +38,7 @@ StripPlugin::StripPlugin(const Plugin& plugin, double sampleRate)
       meterOut_(2 * layout_.channels() + 2),
       handedOver_(Defaults(plugin)),
       meterDb_(meterOut_.size()),
+      inlineDisplay_(plugin, sampleRate, inlineHost),
       designer_(strip_, plugin, handedOver_.size()) {
     clearMeters();
 }
@@ -57,6 +58,7 @@ void StripPlugin::activate() {
     const std::vector<ControlPort>& ports = ControlPortsOf(plugin_);
     for (size_t i = 0; i < ports.size(); ++i) handedOver_[i] = controlIn_[i] ? *controlIn_[i] : ports[i].defaultValue;
     designer_.restartAt(handedOver_);
+    inlineDisplay_.publishControls(handedOver_);
     clearMeters();
     firstRun_ = true;
     if (latencyOut_) *latencyOut_ = static_cast<float>(strip_.latency());  // for hosts that ask before run()
@@ -77,6 +79,7 @@ void StripPlugin::run(uint32_t n) {
         } else {
             designer_.request(handedOver_);
         }
+        inlineDisplay_.publishControls(handedOver_);
     }
     firstRun_ = false;
     const float* in[Dyn_kMaxChannels];
@@ -117,6 +120,7 @@ void StripPlugin::refreshMeters(uint32_t n) {
             }
             meterDb_[2 * channels] = m.compReductionDb;
             meterDb_[2 * channels + 1] = m.expReductionDb;
+            inlineDisplay_.publishReduction(m.compReductionDb + m.expReductionDb);
         }
     }
     writeMeterPorts();

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "inline_display.hpp"
 #include "plugin_formats.hpp"
 #include "port_layout.hpp"
 #include "settings_designer.hpp"
@@ -24,11 +25,13 @@ namespace stemstrip::lv2 {
 class StripPlugin {
 public:
     // Throws UsageError for a sample rate the strip cannot run at.
-    StripPlugin(const Plugin& plugin, double sampleRate);
+    // `inlineHost`: the host's inline-display feature, or null.
+    StripPlugin(const Plugin& plugin, double sampleRate, const LV2_Inline_Display* inlineHost);
 
     void connect(uint32_t port, void* data);
     void activate();
     void run(uint32_t n);
+    InlineDisplay& inlineDisplay() { return inlineDisplay_; }
 
 private:
     bool takeChangedControls();
@@ -49,6 +52,7 @@ private:
     std::vector<float> meterDb_;     // held between meter reads
     uint32_t sinceMeterRead_ = 0;
     bool firstRun_ = true;           // no run() since activate()
+    InlineDisplay inlineDisplay_;
     SettingsDesigner designer_;      // last: its thread uses strip_
 };
 

@@ -20,12 +20,14 @@ constexpr std::string_view kLicense = "http://opensource.org/licenses/MIT";
 
 constexpr std::string_view kPrefixes =
     "@prefix doap: <http://usefulinc.com/ns/doap#> .\n"
+    "@prefix idisp: <http://harrisonconsoles.com/lv2/inlinedisplay#> .\n"
     "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
     "@prefix pg: <http://lv2plug.in/ns/ext/port-groups#> .\n"
     "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n"
     "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
     "@prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> .\n"
     "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"
+    "@prefix ui: <http://lv2plug.in/ns/extensions/ui#> .\n"
     "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n\n";
 
 // A Turtle decimal: shortest round-trip digits, always with a point.
@@ -78,7 +80,9 @@ public:
              << "    doap:license <" << kLicense << "> ;\n"
              << "    lv2:minorVersion " << kMinorVersion << " ;\n"
              << "    lv2:microVersion " << kMicroVersion << " ;\n"
-             << "    lv2:optionalFeature lv2:hardRTCapable ;\n"
+             << "    lv2:optionalFeature lv2:hardRTCapable , idisp:queue_draw ;\n"
+             << "    lv2:extensionData idisp:interface ;\n"
+             << "    ui:ui <" << kUiUri << "> ;\n"
              << "    pg:mainInput " << Uri(p_, "in") << " ;\n"
              << "    pg:mainOutput " << Uri(p_, "out") << " ;\n"
              << "    lv2:port";
@@ -191,7 +195,14 @@ std::string PresetUri(const FactoryPreset& p) {
 void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vector<FactoryPreset>& presets) {
     out << "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
         << "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
-        << "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n\n";
+        << "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"
+        << "@prefix ui: <http://lv2plug.in/ns/extensions/ui#> .\n\n";
+    // Hosts drive the interface through the idle interface; it resizes with
+    // the host's window and asks for its size where the host lets it.
+    out << "<" << kUiUri << ">\n    a ui:X11UI ;\n    ui:binary <" << files.uiBinary << "> ;\n"
+        << "    lv2:requiredFeature ui:idleInterface ;\n"
+        << "    lv2:optionalFeature ui:parent , ui:resize ;\n"
+        << "    lv2:extensionData ui:idleInterface .\n\n";
     for (const Plugin& p : Plugins())
         out << Uri(p) << "\n    a lv2:Plugin ;\n    lv2:binary <" << files.binary << "> ;\n"
             << "    rdfs:seeAlso <" << files.description << "> .\n\n";
@@ -203,6 +214,9 @@ void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vecto
 
 void WriteDescription(std::ostream& out) {
     out << kPrefixes;
+    // The inline-display extension ships no schema in lv2-dev; what its two
+    // terms are, for validators and hosts that have not met it.
+    out << "idisp:interface\n    a lv2:ExtensionData .\n\nidisp:queue_draw\n    a lv2:Feature .\n\n";
     for (const Plugin& p : Plugins()) PluginWriter(out, p).write();
 }
 

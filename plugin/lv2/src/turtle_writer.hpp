@@ -1,5 +1,5 @@
-// The bundle's Turtle: manifest.ttl names the plugins, their binary and the
-// factory presets; the description file holds every plugin's ports and the
+// The bundle's Turtle: manifest.ttl names the plugins, their binary, the
+// interface (one for all plugins, in its own binary) and the factory presets; the description file holds every plugin's ports and the
 // presets file every preset's port values.
 #pragma once
 
@@ -23,8 +23,10 @@ struct FactoryPreset {
 // URI after urn:stemstrip:lv2: ("stereo", "plain:5.1").
 std::string PresetUri(const FactoryPreset& p);
 
+inline constexpr std::string_view kUiUri = "urn:stemstrip:lv2:ui";
+
 struct BundleFiles {
-    std::string_view binary, description, presets;
+    std::string_view binary, uiBinary, description, presets;
 };
 
 void WriteManifest(std::ostream& out, const BundleFiles& files, const std::vector<FactoryPreset>& presets);
