@@ -3,7 +3,9 @@
 # Usage: scripts/install-deps.sh [extra-package ...]
 set -euo pipefail
 
-packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi "$@")
+packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi
+          python3-dev python3-numpy python3-pybind11 pybind11-dev python3-pytest python3-soundfile
+          python3-pip python3-setuptools python3-wheel python3-venv "$@")
 
 missing=()
 for p in "${packages[@]}"; do
