@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(build-essential cmake ninja-build python3 libgtest-dev libbenchmark-dev libsndfile1-dev libcli11-dev nlohmann-json3-dev lv2-dev lilv-utils lv2file sordi
-          python3-dev python3-numpy python3-pybind11 pybind11-dev python3-pytest python3-soundfile
+          python3-dev python3-numpy python3-pybind11 pybind11-dev python3-pytest python3-soundfile python3-matplotlib
           python3-pip python3-setuptools python3-wheel python3-venv "$@")
 
 missing=()
