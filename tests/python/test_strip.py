@@ -18,10 +18,10 @@ LATENCY = 15
 
 
 def programme(channels, frames, seed):
-    """Noise in level steps from -60 to 0 dBFS, so the gate, expander and
-    compressor all move."""
+    """Noise in level steps from -60 to 0 dBFS, so the gate and the compressor
+    both move."""
     rng = np.random.default_rng(seed)
-    steps = 10 ** (rng.uniform(-3, 0, size=(channels, frames // 2000 + 1)) )
+    steps = 10 ** (rng.uniform(-3, 0, size=(channels, frames // 2000 + 1)))
     return (rng.standard_normal((channels, frames)) * np.repeat(steps, 2000, axis=1)[:, :frames]).astype(np.float32)
 
 
