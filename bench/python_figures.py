@@ -10,6 +10,7 @@ Usage: bench/python_figures.py [BUILD_DIR]   (default build/release; needs
 the targets _stemstrip and stemstrip_sdk_c)
 """
 import ctypes
+import os
 import pathlib
 import statistics
 import sys
@@ -37,14 +38,16 @@ def programme(channels, seconds, seed):
 
 
 def median_seconds(runs):
-    """Each callable's median wall time, the repetitions interleaved."""
-    times = [[] for _ in runs]
+    """Each callable's median wall time and median process CPU time, the
+    repetitions interleaved."""
+    wall, cpu = [[] for _ in runs], [[] for _ in runs]
     for _ in range(REPEATS):
         for i, run in enumerate(runs):
-            start = time.perf_counter()
+            start, start_cpu = time.perf_counter(), time.process_time()
             run()
-            times[i].append(time.perf_counter() - start)
-    return [statistics.median(t) for t in times]
+            wall[i].append(time.perf_counter() - start)
+            cpu[i].append(time.process_time() - start_cpu)
+    return [(statistics.median(w), statistics.median(c)) for w, c in zip(wall, cpu)]
 
 
 def threads_figure():
@@ -62,9 +65,9 @@ def threads_figure():
         for w in workers:
             w.join()
 
-    one, two = median_seconds([one_thread, two_threads])
+    (one, _), (two, two_cpu) = median_seconds([one_thread, two_threads])
     print(f"two stereo strips, 20 s each: one thread {one * 1e3:.1f} ms, two threads {two * 1e3:.1f} ms "
-          f"({one / two:.2f}x)")
+          f"({one / two:.2f}x; CPU busy {two_cpu / two:.2f} cores on average during the two-thread run)")
 
 
 class SdkStrip:
@@ -90,11 +93,12 @@ def sdk_figure():
     strip = stemstrip.Strip("5.1", RATE, **SETTINGS)
     sdk = SdkStrip("5.1", audio.shape[1])
     sdk.bind(audio)
-    python, cpp = median_seconds([lambda: strip.process(audio), sdk.process])
+    (python, _), (cpp, _) = median_seconds([lambda: strip.process(audio), sdk.process])
     print(f"60 s of 5.1 at 48 kHz: Python Strip.process {python * 1e3:.1f} ms, C++ SDK {cpp * 1e3:.1f} ms "
           f"({python / cpp:.3f}x; {60 / python:.0f}x real time from Python)")
 
 
 if __name__ == "__main__":
+    print("load average %.1f %.1f %.1f on %d cores" % (*os.getloadavg(), os.cpu_count()))
     threads_figure()
     sdk_figure()

@@ -14,6 +14,7 @@ command line's ``--set`` takes, applied in order on top of the preset::
                             **{"bands[0].gainDb": -3})
 """
 
+import os
 from collections.abc import Mapping
 
 import numpy as np
@@ -43,6 +44,10 @@ def _text(value):
     if isinstance(value, (int, np.integer)):
         return str(int(value))
     return repr(float(value))  # shortest text that reads back as the same double
+
+
+def _path(p):
+    return None if p is None else os.fspath(p)
 
 
 def _assignments(settings, path=""):
@@ -77,7 +82,7 @@ class Strip(_stemstrip.Strip):
     """
 
     def __init__(self, format="stereo", sample_rate=48000, preset=None, **settings):
-        super().__init__(format, sample_rate, preset, _assignments(settings))
+        super().__init__(format, sample_rate, _path(preset), _assignments(settings))
 
     def set(self, **settings):
         """Change settings; the strip glides there from the next process()."""
@@ -97,7 +102,7 @@ class StripBank(_stemstrip.StripBank):
     """
 
     def __init__(self, format="stereo", count=1, sample_rate=48000, preset=None, **settings):
-        super().__init__(format, count, sample_rate, preset, _assignments(settings))
+        super().__init__(format, count, sample_rate, _path(preset), _assignments(settings))
 
     def set(self, member, **settings):
         self._set(member, _assignments(settings))
@@ -107,9 +112,8 @@ def render_file(src, dst, preset=None, *, key=None, format=None, report=None, **
     """Render a WAV, FLAC or AIFF file exactly as ``stemstrip render`` does:
     the format from the channel mask (or ``format``), the delay removed, the
     output written whole or not at all. Returns the render summary."""
-    return _stemstrip._render_file(
-        str(src), str(dst), preset, _assignments(settings),
-        None if key is None else str(key), format, None if report is None else str(report))
+    return _stemstrip._render_file(os.fspath(src), os.fspath(dst), _path(preset), _assignments(settings),
+                                   _path(key), format, _path(report))
 
 
 def eq_response(settings, freqs, sample_rate, format="stereo"):
