@@ -34,22 +34,8 @@ public:
 
     py::object process(const py::handle& audio, const py::handle& key, std::optional<double> sampleRate,
                        std::optional<py::ssize_t> meterBlock) {
-        const int channels = instance_.channels();
-        const std::string name(FormatName(instance_.format()));
-        const Samples in = CheckedAudio(audio, "audio", {channels},
-                                        channels == 1 ? "(frames,) or (1, frames) for a mono strip"
-                                                      : "(" + std::to_string(channels) + ", frames) for a " + name +
-                                                            " strip: channels first");
-        const py::ssize_t frames = Frames(in);
-        std::optional<Samples> keyRows;
-        if (!key.is_none()) {
-            keyRows = CheckedAudio(key, "key", {1}, "(frames,) with the audio's " + std::to_string(frames) + " frames");
-            if (Frames(*keyRows) != frames)
-                throw py::value_error("key: " + std::to_string(Frames(*keyRows)) + " frames, the audio has " +
-                                      std::to_string(frames) + "; the key must be exactly as long");
-            if (!instance_.settings().detector.externalKey)
-                throw py::value_error("key: given but detector.externalKey is off; turn it on to detect from the key");
-        }
+        const Samples in = checkedAudio(audio);
+        const std::optional<Samples> keyRows = checkedKey(key, Frames(in));
         if (sampleRate && *sampleRate != instance_.sampleRate())
             throw py::value_error("sample_rate: the audio's " + RateText(*sampleRate) + " differs from the strip's " +
                                   RateText(instance_.sampleRate()) + "; make a strip at the audio's rate");
@@ -57,29 +43,11 @@ public:
             throw py::value_error("meter_block = " + std::to_string(*meterBlock) + ": must be at least 1 frame");
 
         Samples out = SameShape(in);
-        const float* inBase = in.data();
-        const float* keyBase = keyRows ? keyRows->data() : nullptr;
-        float* outBase = out.mutable_data();
-        const py::ssize_t step = std::min(meterBlock.value_or(kMaxCall), kMaxCall);
-        std::vector<const float*> inRows(channels);
-        std::vector<float*> outRows(channels);
         std::vector<float> comp, exp;
         {
             py::gil_scoped_release released;
             std::lock_guard lock(processing_);
-            for (py::ssize_t done = 0, n = 0; done < frames; done += n) {
-                n = std::min(step, frames - done);
-                for (int c = 0; c < channels; ++c) {
-                    inRows[c] = inBase + c * frames + done;
-                    outRows[c] = outBase + c * frames + done;
-                }
-                instance_.process(inRows.data(), outRows.data(), static_cast<int>(n), keyBase ? keyBase + done : nullptr);
-                if (meterBlock) {
-                    const MeterSnapshot m = readAndHold();
-                    comp.push_back(m.compReductionDb);
-                    exp.push_back(m.expReductionDb);
-                }
-            }
+            run(in.data(), keyRows ? keyRows->data() : nullptr, out.mutable_data(), Frames(in), meterBlock, comp, exp);
         }
         if (!meterBlock) return out;
         py::dict trace;
@@ -111,6 +79,48 @@ public:
     }
 
 private:
+    Samples checkedAudio(const py::handle& audio) const {
+        const int channels = instance_.channels();
+        return CheckedAudio(audio, "audio", {channels},
+                            channels == 1 ? "(frames,) or (1, frames) for a mono strip"
+                                          : "(" + std::to_string(channels) + ", frames) for a " + format() +
+                                                " strip: channels first");
+    }
+
+    std::optional<Samples> checkedKey(const py::handle& key, py::ssize_t frames) const {
+        if (key.is_none()) return std::nullopt;
+        Samples rows = CheckedAudio(key, "key", {1}, "(frames,) with the audio's " + std::to_string(frames) + " frames");
+        if (Frames(rows) != frames)
+            throw py::value_error("key: " + std::to_string(Frames(rows)) + " frames, the audio has " +
+                                  std::to_string(frames) + "; the key must be exactly as long");
+        if (!instance_.settings().detector.externalKey)
+            throw py::value_error("key: given but detector.externalKey is off; turn it on to detect from the key");
+        return rows;
+    }
+
+    // Planar rows of `frames` samples through the instance; with a meter
+    // block, one call and one meter read per block.
+    void run(const float* in, const float* key, float* out, py::ssize_t frames, std::optional<py::ssize_t> meterBlock,
+             std::vector<float>& comp, std::vector<float>& exp) {
+        const int channels = instance_.channels();
+        const py::ssize_t step = std::min(meterBlock.value_or(kMaxCall), kMaxCall);
+        std::vector<const float*> inRows(channels);
+        std::vector<float*> outRows(channels);
+        for (py::ssize_t done = 0, n = 0; done < frames; done += n) {
+            n = std::min(step, frames - done);
+            for (int c = 0; c < channels; ++c) {
+                inRows[c] = in + c * frames + done;
+                outRows[c] = out + c * frames + done;
+            }
+            instance_.process(inRows.data(), outRows.data(), static_cast<int>(n), key ? key + done : nullptr);
+            if (meterBlock) {
+                const MeterSnapshot m = readAndHold();
+                comp.push_back(m.compReductionDb);
+                exp.push_back(m.expReductionDb);
+            }
+        }
+    }
+
     MeterSnapshot readAndHold() {
         std::lock_guard lock(heldMutex_);
         const MeterSnapshot m = instance_.readMeters();
