@@ -4,7 +4,8 @@
   2. 60 s of 5.1 through a Strip against the SDK's own Instance (reached
      through the C API, one call over preallocated buffers), same audio and
      settings.
-Medians of interleaved repetitions of wall time.
+Medians of interleaved repetitions: wall time for the threads (and the CPU
+time the process used meanwhile), thread CPU time for Python against C++.
 
 Usage: bench/python_figures.py [BUILD_DIR]   (default build/release; needs
 the targets _stemstrip and stemstrip_sdk_c)
@@ -37,17 +38,17 @@ def programme(channels, seconds, seed):
     return (rng.standard_normal((channels, int(seconds * RATE))) * 0.1).astype(np.float32)
 
 
-def median_seconds(runs):
-    """Each callable's median wall time and median process CPU time, the
-    repetitions interleaved."""
-    wall, cpu = [[] for _ in runs], [[] for _ in runs]
+def median_seconds(runs, clock):
+    """Each callable's median time on `clock` and the median ratio of process
+    CPU time to wall time (cores busy) in the same runs, interleaved."""
+    times, busy = [[] for _ in runs], [[] for _ in runs]
     for _ in range(REPEATS):
         for i, run in enumerate(runs):
-            start, start_cpu = time.perf_counter(), time.process_time()
+            start, wall, cpu = clock(), time.perf_counter(), time.process_time()
             run()
-            wall[i].append(time.perf_counter() - start)
-            cpu[i].append(time.process_time() - start_cpu)
-    return [(statistics.median(w), statistics.median(c)) for w, c in zip(wall, cpu)]
+            times[i].append(clock() - start)
+            busy[i].append((time.process_time() - cpu) / (time.perf_counter() - wall))
+    return [(statistics.median(t), statistics.median(b)) for t, b in zip(times, busy)]
 
 
 def threads_figure():
@@ -65,9 +66,9 @@ def threads_figure():
         for w in workers:
             w.join()
 
-    (one, _), (two, two_cpu) = median_seconds([one_thread, two_threads])
+    (one, _), (two, cores) = median_seconds([one_thread, two_threads], time.perf_counter)
     print(f"two stereo strips, 20 s each: one thread {one * 1e3:.1f} ms, two threads {two * 1e3:.1f} ms "
-          f"({one / two:.2f}x; CPU busy {two_cpu / two:.2f} cores on average during the two-thread run)")
+          f"({one / two:.2f}x; {cores:.2f} cores busy during the two-thread run)")
 
 
 class SdkStrip:
@@ -93,8 +94,9 @@ def sdk_figure():
     strip = stemstrip.Strip("5.1", RATE, **SETTINGS)
     sdk = SdkStrip("5.1", audio.shape[1])
     sdk.bind(audio)
-    (python, _), (cpp, _) = median_seconds([lambda: strip.process(audio), sdk.process])
-    print(f"60 s of 5.1 at 48 kHz: Python Strip.process {python * 1e3:.1f} ms, C++ SDK {cpp * 1e3:.1f} ms "
+    (python, _), (cpp, _) = median_seconds([lambda: strip.process(audio), sdk.process], time.thread_time)
+    print(f"60 s of 5.1 at 48 kHz, thread CPU time: Python Strip.process {python * 1e3:.1f} ms, "
+          f"C++ SDK {cpp * 1e3:.1f} ms "
           f"({python / cpp:.3f}x; {60 / python:.0f}x real time from Python)")
 
 
