@@ -1,5 +1,6 @@
 #include "meter_summary.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -65,6 +66,22 @@ std::string FormatSummary(const SummaryFacts& f) {
     const double factor = f.wallSeconds > 0.0 ? f.audioSeconds / f.wallSeconds : 0.0;
     s += Printf("  time: %.3f s for %.2f s of audio (%.0fx real time)\n", f.wallSeconds, f.audioSeconds, factor);
     return s;
+}
+
+void AccumulateMeters(MeterSnapshot& totals, const MeterSnapshot& m) {
+    for (int c = 0; c < m.channels; ++c) {
+        totals.inputPeakDb[c] = std::max(totals.inputPeakDb[c], m.inputPeakDb[c]);
+        totals.outputPeakDb[c] = std::max(totals.outputPeakDb[c], m.outputPeakDb[c]);
+        totals.channelGainDb[c] = std::max(totals.channelGainDb[c], m.channelGainDb[c]);
+    }
+    totals.compReductionDb = std::max(totals.compReductionDb, m.compReductionDb);
+    totals.expReductionDb = std::max(totals.expReductionDb, m.expReductionDb);
+    totals.samples += m.samples;
+    for (int c = 0; c < m.channels; ++c) totals.nonFiniteSamples[c] += m.nonFiniteSamples[c];
+    totals.nonFiniteKeySamples += m.nonFiniteKeySamples;
+    if (totals.firstNonFiniteSample < 0) totals.firstNonFiniteSample = m.firstNonFiniteSample;
+    totals.stateResets += m.stateResets;
+    totals.missingKeyCalls += m.missingKeyCalls;
 }
 
 }  // namespace stemstrip::cli

@@ -25,6 +25,10 @@ struct SummaryFacts {
 
 std::string FormatSummary(const SummaryFacts& facts);
 
+// Folds one read of the meters into `totals`: maxima stay maxima, sample
+// counts add up.
+void AccumulateMeters(MeterSnapshot& totals, const MeterSnapshot& m);
+
 // "-3.2 dBFS", or "silent" at the meters' floor.
 std::string FormatPeak(float db);
 

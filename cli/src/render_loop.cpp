@@ -5,6 +5,7 @@
 
 #include "cli_error.hpp"
 #include "interruption.hpp"
+#include "meter_summary.hpp"
 
 namespace stemstrip::cli {
 namespace {
@@ -23,22 +24,6 @@ void ReadFrames(AudioReader& reader, int n, std::vector<float>& interleaved) {
 
 float MaxOf(const std::array<float, 8>& values, int channels) {
     return *std::max_element(values.begin(), values.begin() + channels);
-}
-
-void Accumulate(MeterSnapshot& totals, const MeterSnapshot& m) {
-    for (int c = 0; c < m.channels; ++c) {
-        totals.inputPeakDb[c] = std::max(totals.inputPeakDb[c], m.inputPeakDb[c]);
-        totals.outputPeakDb[c] = std::max(totals.outputPeakDb[c], m.outputPeakDb[c]);
-        totals.channelGainDb[c] = std::max(totals.channelGainDb[c], m.channelGainDb[c]);
-    }
-    totals.compReductionDb = std::max(totals.compReductionDb, m.compReductionDb);
-    totals.expReductionDb = std::max(totals.expReductionDb, m.expReductionDb);
-    totals.samples += m.samples;
-    for (int c = 0; c < m.channels; ++c) totals.nonFiniteSamples[c] += m.nonFiniteSamples[c];
-    totals.nonFiniteKeySamples += m.nonFiniteKeySamples;
-    if (totals.firstNonFiniteSample < 0) totals.firstNonFiniteSample = m.firstNonFiniteSample;
-    totals.stateResets += m.stateResets;
-    totals.missingKeyCalls += m.missingKeyCalls;
 }
 
 void Record(LevelTrace& trace, const MeterSnapshot& m) {
@@ -105,7 +90,7 @@ RenderResult Render(Instance& strip, RenderIo& io, int blockSize, const Progress
         done += n;
         if (done % window == 0 || done == total) {
             const MeterSnapshot m = strip.readMeters();
-            Accumulate(result.totals, m);
+            AccumulateMeters(result.totals, m);
             Record(result.trace, m);
         }
         if (progress) progress(done, total);
