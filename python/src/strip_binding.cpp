@@ -87,8 +87,15 @@ private:
                                                 " strip: channels first");
     }
 
+    // A script that turned the key on and passes none made a mistake (an
+    // audio thread racing a control thread is another matter: the SDK then
+    // detects from the programme).
     std::optional<Samples> checkedKey(const py::handle& key, py::ssize_t frames) const {
-        if (key.is_none()) return std::nullopt;
+        if (key.is_none()) {
+            if (instance_.settings().detector.externalKey)
+                throw py::value_error("key: none given but detector.externalKey is on; pass key=, or turn it off");
+            return std::nullopt;
+        }
         Samples rows = CheckedAudio(key, "key", {1}, "(frames,) with the audio's " + std::to_string(frames) + " frames");
         if (Frames(rows) != frames)
             throw py::value_error("key: " + std::to_string(Frames(rows)) + " frames, the audio has " +

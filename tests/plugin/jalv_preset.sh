@@ -5,7 +5,9 @@
 # instant attack, at most 24 dB of reduction (cli/presets/limiter.json).
 #   jalv_preset.sh LV2_DIR
 set -euo pipefail
-export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-test-$$
+# A fixed JACK server name: JACK holds at most eight names in its registry and
+# reclaims a dead server's entry only for the same name.
+export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-jalv-preset
 jackd --no-realtime -d dummy -r 48000 -p 256 >/dev/null 2>&1 &
 server=$!
 trap 'kill $server' EXIT

@@ -6,7 +6,9 @@
 # (+12 dB) must raise the output peak the host prints over the input's.
 #   jalv_ui.sh LV2_DIR SCREENSHOT_TOOL OUT_DIR
 set -euo pipefail
-export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-ui-$$ DISPLAY=:$((100 + $$ % 800))
+# A fixed JACK server name: JACK holds at most eight names in its registry and
+# reclaims a dead server's entry only for the same name.
+export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-jalv-ui DISPLAY=:$((100 + $$ % 800))
 shot=$2 out=$3/jalv_ui
 Xvfb "$DISPLAY" -screen 0 1280x800x24 >/dev/null 2>&1 &
 pids=$!
@@ -18,19 +20,29 @@ jalv.gtk3 --jack-name ui -x --print-controls -c band4_enable=1 urn:stemstrip:lv2
 pids+=" $!"
 jack_metro -n metro -b 300 -f 1000 -A 0.25 -D 150 >/dev/null 2>&1 &
 pids+=" $!"
-timeout 20 xdotool search --sync --name stemstrip >/dev/null
-sleep 3
-jack_connect metro:300_bpm ui:in_l
-# Band 4's handle, filled in its own colour (0.40, 0.85, 0.40).
-read -r count x y < <("$shot" "$out.png" 102 217 102)
+timeout 30 xdotool search --sync --name stemstrip >/dev/null
+# Band 4's handle, filled in its own colour (0.40, 0.85, 0.40), once drawn;
+# a loaded machine may take a while to map and paint the window.
+for _ in $(seq 60); do
+  read -r count x y < <("$shot" "$out.png" 102 217 102)
+  [ "$count" -gt 100 ] && break
+  sleep 0.5
+done
 [ "$count" -gt 100 ] || { echo "no band 4 handle in $out.png ($count pixels)"; exit 1; }
+jack_connect metro:300_bpm ui:in_l
 read -r background _ < <("$shot" "$out.png" 28 31 36)
 [ "$background" -gt 100000 ] || { echo "the interface is not drawn in $out.png ($background background pixels)"; exit 1; }
 : >"$out.log"  # from here on: levels with the band raised
 xdotool mousemove "$x" "$y" mousedown 1 sleep 0.2 mousemove "$x" $((y - 20)) sleep 0.2 \
   mousemove "$x" $((y - 96)) sleep 0.2 mouseup 1
-sleep 3
-"$shot" "$out.after.png" 0 0 0 >/dev/null
 peak() { sed -n "s/^$1 = //p" "$out.log" | sort -g | tail -1; }
-awk -v i="$(peak peak_in_l)" -v o="$(peak peak_out_l)" 'BEGIN {
-  printf "input peak %.1f dB, output peak %.1f dB\n", i, o; exit !(i > -40 && o - i > 6) }'
+raised() {
+  awk -v i="$(peak peak_in_l)" -v o="$(peak peak_out_l)" 'BEGIN {
+    printf "input peak %.1f dB, output peak %.1f dB\n", i, o; exit !(i > -40 && o - i > 6) }'
+}
+for _ in $(seq 40); do  # until the host has printed levels with the band raised
+  sleep 0.5
+  raised >/dev/null && break
+done
+"$shot" "$out.after.png" 0 0 0 >/dev/null
+raised
