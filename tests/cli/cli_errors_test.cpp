@@ -5,8 +5,7 @@
 
 #include <filesystem>
 
-#include "cli_process.hpp"
-#include "strip_reference.hpp"
+#include "cli_fixtures.hpp"
 
 namespace cli_test {
 namespace {
@@ -51,7 +50,7 @@ std::vector<std::string> Resolve(const ScratchDir& dir, const std::vector<std::s
     return resolved;
 }
 
-void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c, RunLimits limits = {}) {
+void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c, RunOptions limits = {}) {
     const std::vector<std::string> before = dir.Listing();
     const std::string input = ReadBytes(dir / "in.wav");
     std::vector<std::string> args{"render"};

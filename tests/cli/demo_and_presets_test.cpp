@@ -6,13 +6,12 @@
 #include <cstdio>
 #include <sstream>
 
-#include "cli_process.hpp"
-#include "strip_reference.hpp"
+#include "cli_fixtures.hpp"
 
 namespace cli_test {
 namespace {
 
-double PeakDb(const FloatAudio& a, int channel) {
+double PeakDb(const Audio& a, int channel) {
     float peak = 0.0f;
     for (int64_t i = 0; i < a.frames(); ++i) peak = std::max(peak, std::abs(a.at(i, channel)));
     return 20.0 * std::log10(peak);
@@ -85,7 +84,7 @@ TEST(Presets, ListedPresetsShowAsFilesThatRenderLikeTheirNames) {
     const CliRun list = RunCli({"presets"});
     ASSERT_EQ(list.exitCode, 0) << list.err;
     ScratchDir dir("presets");
-    const FloatAudio input = TestSignal(6, 20000, 48000, 13u);
+    const Audio input = TestSignal(6, 20000, 48000, 13u);
     WriteBytes(dir / "in.wav", WavBytes(input, 0x60F));
     for (const char* name : {"vocal", "drum-bus", "dialogue-gate", "film-stem-5.1", "limiter"}) {
         SCOPED_TRACE(name);
@@ -108,12 +107,12 @@ TEST(Presets, ListedPresetsShowAsFilesThatRenderLikeTheirNames) {
 
 TEST(Presets, LimiterHoldsPeaksNearMinusOneDbfs) {
     ScratchDir dir("limiter");
-    FloatAudio loud = TestSignal(2, 48000, 48000, 17u);
+    Audio loud = TestSignal(2, 48000, 48000, 17u);
     for (float& x : loud.samples) x *= 2.5f;  // peaks up to about +7 dBFS
     WriteBytes(dir / "in.wav", WavBytes(loud, 0x3));
     const CliRun run = RunCli({"render", dir / "in.wav", dir / "out.wav", "--preset", "limiter"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const FloatAudio out = ParseWav(ReadBytes(dir / "out.wav")).audio;
+    const Audio out = ParseWav(ReadBytes(dir / "out.wav")).audio;
     for (int c = 0; c < 2; ++c) {
         EXPECT_GT(PeakDb(loud, c), 3.0);
         EXPECT_LT(PeakDb(out, c), -0.9);

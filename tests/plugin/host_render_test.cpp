@@ -10,13 +10,14 @@
 #include <filesystem>
 #include <limits>
 
-#include "host_command.hpp"
 #include "plugin_cases.hpp"
-#include "sdk_render.hpp"
-#include "wav_file.hpp"
+#include "support/programs.hpp"
+#include "support/sdk_render.hpp"
 
 namespace stemstrip::lv2test {
 namespace {
+
+using stemstrip_test::Audio;
 
 constexpr int kRate = 48000;
 constexpr int kLatency = 15;  // what the FIFO adapter reports
@@ -72,17 +73,27 @@ const std::vector<std::string> kBusyCliSettings = {
     "detector.filterHz=150",    "detector.filterQ=1",          "smoothingMs=5",
 };
 
-InstanceOptions Flushing(bool aligned = false) {
-    InstanceOptions o;
-    o.flushDenormals = true;  // as the plugin runs it
-    o.alignedBlocks = aligned;
-    return o;
+// The plugin's audio through the SDK, in `chunk`-sample calls, flushing
+// denormals as the plugin does; the output keeps the latency.
+Audio RenderWithSdk(const PluginCase& p, const Settings& s, const Audio& in, bool aligned, int chunk,
+                    int keyChannel = -1) {
+    std::vector<int> order(p.ports.size());
+    for (size_t w = 0; w < p.ports.size(); ++w) order[p.ports[w].sdkChannel] = static_cast<int>(w);
+    std::vector<float> key;
+    for (long t = 0; t < in.frames() && keyChannel >= 0; ++t) key.push_back(in.at(t, keyChannel));
+    Audio programme{in.sampleRate, static_cast<int>(p.ports.size()), {}};
+    for (long t = 0; t < in.frames(); ++t)
+        for (int c = 0; c < programme.channels; ++c) programme.samples.push_back(in.at(t, c));
+    stemstrip_test::RenderOptions o{{}, chunk, false};
+    o.instance.flushDenormals = true;
+    o.instance.alignedBlocks = aligned;
+    return stemstrip_test::SdkRender(p.format, s, programme, order, key, o);
 }
 
 // Loud, then near the gate threshold, then silence (decaying tails), then
 // moderate again; each channel its own pitch and level.
 Audio TestSignal(int channels, long frames) {
-    Audio a{channels, kRate, std::vector<float>(frames * channels)};
+    Audio a{kRate, channels, std::vector<float>(frames * channels)};
     for (long t = 0; t < frames; ++t) {
         const double sec = static_cast<double>(t) / kRate;
         const double envelope = sec < 0.3 ? 0.7 : sec < 0.45 ? 0.001 : sec < 0.7 ? 0.0 : 0.2;
@@ -96,7 +107,7 @@ Audio TestSignal(int channels, long frames) {
 // (one channel per audio input). The key is loud exactly where the
 // programme is quiet.
 Audio WithKey(const Audio& programme) {
-    Audio a{programme.channels + 1, kRate, std::vector<float>(programme.frames() * (programme.channels + 1))};
+    Audio a{kRate, programme.channels + 1, std::vector<float>(programme.frames() * (programme.channels + 1))};
     for (long t = 0; t < a.frames(); ++t) {
         for (int c = 0; c < programme.channels; ++c) a.at(t, c) = programme.at(t, c);
         const double sec = static_cast<double>(t) / kRate;
@@ -111,16 +122,16 @@ protected:
     std::string file(const std::string& name) const { return (dir_ / name).string(); }
 
     Audio run(const std::vector<std::string>& argv, const std::string& outFile) const {
-        const CommandResult r = RunHost(argv);
-        EXPECT_EQ(r.exitCode, 0) << ShellLine(argv) << "\n" << r.output;
-        return ReadWav(outFile);
+        const stemstrip_test::ProgramRun r = stemstrip_test::Run(argv, {0, {{"LV2_PATH", STEMSTRIP_LV2_DIR}}});
+        EXPECT_EQ(r.exitCode, 0) << argv[0] << "\n" << r.out << r.err;
+        return stemstrip_test::ReadWav(outFile);
     }
 
     // `in`: the programme, then the key.
     Audio lv2apply(const PluginCase& p, const Audio& in, const std::vector<Control>& controls,
                    const std::string& tag) const {
         const std::string inFile = file(tag + "_in.wav"), outFile = file(tag + "_lv2apply.wav");
-        WriteWav(inFile, in);
+        stemstrip_test::WriteWav(inFile, in);
         std::vector<std::string> argv = {LV2APPLY, "-i", inFile, "-o", outFile};
         for (const Control& c : controls) argv.insert(argv.end(), {"-c", c.symbol, std::to_string(c.value)});
         argv.push_back(p.uri);
@@ -131,7 +142,7 @@ protected:
     Audio lv2file(const PluginCase& p, const Audio& in, const std::vector<Control>& controls, int block,
                   const std::string& tag) const {
         const std::string inFile = file(tag + "_in.wav"), outFile = file(tag + "_lv2file_" + std::to_string(block) + ".wav");
-        WriteWav(inFile, in);
+        stemstrip_test::WriteWav(inFile, in);
         std::filesystem::remove(outFile);
         // lv2file would clip at full scale; the strip may go above it.
         std::vector<std::string> argv = {LV2FILE, "-i", inFile, "-o", outFile, "-b", std::to_string(block), "--ignore-clipping"};
@@ -144,7 +155,7 @@ protected:
     // The CLI writes its output aligned with the input (latency removed).
     Audio cliRender(const Audio& in, const std::string& tag) const {
         const std::string inFile = file(tag + "_in.wav"), outFile = file(tag + "_cli.wav");
-        WriteWav(inFile, in);
+        stemstrip_test::WriteWav(inFile, in);
         std::filesystem::remove(outFile);
         std::vector<std::string> argv = {STEMSTRIP_CLI, "render", inFile, outFile, "--flush-denormals"};
         for (const std::string& s : kBusyCliSettings) argv.insert(argv.end(), {"--set", s});
@@ -156,16 +167,9 @@ protected:
 
 // Sample-exact equality, bit patterns included (a -0 is not a +0 here).
 ::testing::AssertionResult SameAudio(const Audio& got, const Audio& want, long shift = 0) {
-    if (got.channels != want.channels || got.sampleRate != want.sampleRate)
-        return ::testing::AssertionFailure() << got.channels << " channels at " << got.sampleRate << " Hz, want "
-                                             << want.channels << " at " << want.sampleRate;
-    if (got.frames() != want.frames()) return ::testing::AssertionFailure() << got.frames() << " frames, want " << want.frames();
-    for (long t = shift; t < got.frames(); ++t)
-        for (int c = 0; c < got.channels; ++c)
-            if (std::bit_cast<uint32_t>(got.at(t, c)) != std::bit_cast<uint32_t>(want.at(t - shift, c)))
-                return ::testing::AssertionFailure() << "frame " << t << " channel " << c << ": " << got.at(t, c)
-                                                     << ", want " << want.at(t - shift, c) << " (shift " << shift << ")";
-    return ::testing::AssertionSuccess();
+    const std::string difference = stemstrip_test::FirstDifference(want, got, shift);
+    if (difference.empty()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << difference << " (shift " << shift << ")";
 }
 
 double Rms(const Audio& a, long from, long to) {
@@ -184,10 +188,10 @@ TEST_F(HostRender, Lv2applyMatchesTheSdkBitForBitInEveryFormat) {
         const Audio out = lv2apply(p, WithKey(in), kBusyControls, "busy_" + std::to_string(channels));
 
         // Same chunking as lv2apply (one frame per call): the same bits.
-        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, BusySettings(), in, Flushing(), 1)));
+        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, BusySettings(), in, false, 1)));
         // Latency-free instance in whole blocks: the same bits, kLatency later,
         // after kLatency frames of silence.
-        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, BusySettings(), in, Flushing(true), 512), kLatency));
+        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, BusySettings(), in, true, 512), kLatency));
         for (long t = 0; t < kLatency; ++t)
             for (int c = 0; c < channels; ++c) ASSERT_EQ(out.at(t, c), 0.0f) << "frame " << t;
 
@@ -208,7 +212,7 @@ TEST_F(HostRender, SideChainInputIsTheFileChannelAfterTheProgramme) {
         const int channels = static_cast<int>(p.ports.size());
         const Audio in = WithKey(TestSignal(channels, kRate));
         const Audio out = lv2apply(p, in, controls, "key_" + std::to_string(channels));
-        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, s, in, Flushing(), 64, channels)));
+        EXPECT_TRUE(SameAudio(out, RenderWithSdk(p, s, in, false, 64, channels)));
         // Ducked where the key is loud, though the programme is as loud.
         EXPECT_LT(Rms(out, kRate * 75 / 100, kRate * 85 / 100), 0.3 * Rms(TestSignal(channels, kRate), kRate * 75 / 100, kRate * 85 / 100));
     }
@@ -227,7 +231,7 @@ TEST_F(HostRender, OutOfRangeControlsAreClampedAndBypassPassesAudioThrough) {
                                    {{"comp_ratio", 1000}, {"comp_threshold", -500}, {"band1_enable", 1},
                                     {"band1_type", 6}, {"band1_freq", 96000}},
                                    "clamped");
-    EXPECT_TRUE(SameAudio(clamped, RenderWithSdk(stereo, limited, in, Flushing(), 1)));
+    EXPECT_TRUE(SameAudio(clamped, RenderWithSdk(stereo, limited, in, false, 1)));
 
     // Bypass through the host's enable designation: the input, kLatency later.
     const Audio bypassed = lv2apply(stereo, WithKey(in), {{"enabled", 0}, {"comp_ratio", 10}, {"comp_threshold", -40}}, "bypass");

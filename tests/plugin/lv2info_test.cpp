@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "host_command.hpp"
+#include "support/programs.hpp"
 #include "plugin_cases.hpp"
 
 namespace stemstrip::lv2test {
@@ -33,10 +33,10 @@ struct PluginInfo {
 // lv2info prints "Port N:" blocks of "Key: value" lines, continuation
 // lines holding further values of the previous key.
 PluginInfo Lv2info(const std::string& uri) {
-    const CommandResult r = RunHost({LV2INFO, uri});
-    EXPECT_EQ(r.exitCode, 0) << r.output;
-    PluginInfo info{r.output, {}};
-    std::istringstream in(r.output);
+    const stemstrip_test::ProgramRun r = stemstrip_test::Run({LV2INFO, uri}, {0, {{"LV2_PATH", STEMSTRIP_LV2_DIR}}});
+    EXPECT_EQ(r.exitCode, 0) << r.out << r.err;
+    PluginInfo info{r.out, {}};
+    std::istringstream in(r.out);
     PortInfo* port = nullptr;
     std::string line, key;
     while (std::getline(in, line)) {
