@@ -25,9 +25,6 @@ void WriteFixtures(const ScratchDir& dir) {
     WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
     WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
     WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
-    WriteBytes(dir / "broken.json", R"({"compressor": {"ratio": 4,}})");
-    WriteBytes(dir / "overflow.json", R"({"compressor": {"releaseMs": 1e309}})");
-    WriteBytes(dir / "huge-group.json", R"({"channelGroups": [4294967297, 0]})");
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
 }
@@ -76,9 +73,7 @@ TEST(CliErrors, UnreadableInputsAndKeys) {
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
         {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
         {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
-        {{"in.wav", "out.wav", "--key", "nokey.wav"}, {"nokey.wav", "no such file"}},
         {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
-        {{"in.wav", "out.wav", "--format", "9.1"}, {"--format 9.1", "unknown format", "7.1"}},
         {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},
     };
@@ -95,18 +90,11 @@ TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
         {{"in.wav", "out.wav", "--preset", "unknown-field.json"}, {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
         {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
         {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
-        {{"in.wav", "out.wav", "--preset", "broken.json"}, {"broken.json", "not valid JSON"}},
-        {{"in.wav", "out.wav", "--preset", "overflow.json"}, {"overflow.json", "not valid JSON", "1e309"}},
-        {{"in.wav", "out.wav", "--preset", "huge-group.json"}, {"huge-group.json", "channelGroups[0]", "4294967297"}},
         {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
         {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
         {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
          {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
         {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
-        {{"in.wav", "out.wav", "--set", "bands[0].enabled=3"},
-         {"--set bands[0].enabled=3: bands[0].enabled = '3' is not a boolean", "expected true or false"}},
-        {{"in.wav", "out.wav", "--set", "bands[8].gainDb=1"}, {"--set bands[8].gainDb=1: bands[8].gainDb: index 8 is out of range: 0..7"}},
-        {{"in.wav", "out.wav", "--set", "compressor.ratio"}, {"--set compressor.ratio: 'compressor.ratio' is not an assignment", "PATH=VALUE"}},
     };
     for (const ErrorCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
@@ -125,7 +113,6 @@ TEST(CliErrors, OutputsThatCannotBeWrittenAndInputsThatMustNotBe) {
         {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
         {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
         {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
-        {{"in.wav", "out.wav", "--report", dir / "nodir/report.html"}, {"nodir/report.html", "cannot write"}},
         {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
         {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
     };
