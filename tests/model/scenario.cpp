@@ -659,10 +659,10 @@ void Generator::AddSharing(Scenario& s) {
         targeted.push_back(StorageKey(s, r));
     };
     auto lengthOf = [&](int a) { return RoundedLength(s.counts[s.instances[a].countSlot]); };
-    auto offsetInto = [&](int a) {  // somewhere inside the owner's rounded length
+    auto offsetInto = [&](int a) {  // inside the owner's rounded length, now and then on its last float
         const int len = lengthOf(a);
         const int o = Int(1, len - 1);
-        return Chance(0.3) ? std::max(1, o / 4 * 4) : o;
+        return Chance(0.15) ? len - 1 : Chance(0.3) ? std::max(1, o / 4 * 4) : o;
     };
     // Two distinct instances, half the time within one batch's reach of
     // each other in the call order.
