@@ -170,55 +170,30 @@ void Generator::FillAudio(std::vector<float>& buf, int valid) {
     }
 }
 
-// A stable, sensible biquad (or an identity section), stored with the
-// feedback coefficients sign-inverted as they are added in the recursion.
+// A stable, sensible biquad (bell, low or high pass, identity or plain gain),
+// stored with the feedback coefficients sign-inverted as they are added.
 void Generator::RandomBiquad(float* c) {
-    const int type = Int(0, 6);
-    const double f0 = std::pow(10.0, Uniform(std::log10(20.0), std::log10(20000.0)));
-    const double w0 = 2 * kPi * f0 / kFs;
-    const double q = Uniform(0.3, 8.0);
-    const double gainDb = Uniform(-18.0, 18.0);
-    const double A = std::pow(10.0, gainDb / 40.0);
-    const double cw = std::cos(w0), sw = std::sin(w0), alpha = sw / (2 * q);
-    double b0 = 1, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
-    switch (type) {
-        case 0:  // peaking
-            b0 = 1 + alpha * A; b1 = -2 * cw; b2 = 1 - alpha * A;
-            a0 = 1 + alpha / A; a1 = -2 * cw; a2 = 1 - alpha / A;
+    const double w0 = 2 * kPi * std::pow(10.0, Uniform(std::log10(20.0), std::log10(20000.0))) / kFs;
+    const double A = std::pow(10.0, Uniform(-18.0, 18.0) / 40.0);
+    const double cw = std::cos(w0), alpha = std::sin(w0) / (2 * Uniform(0.3, 8.0));
+    double b[3] = {1, 0, 0}, a[3] = {1, 0, 0};
+    switch (Int(0, 3)) {
+        case 0:  // bell
+            b[0] = 1 + alpha * A, b[1] = -2 * cw, b[2] = 1 - alpha * A;
+            a[0] = 1 + alpha / A, a[1] = -2 * cw, a[2] = 1 - alpha / A;
             break;
-        case 1: {  // low shelf
-            const double s = 2 * std::sqrt(A) * alpha;
-            b0 = A * ((A + 1) - (A - 1) * cw + s); b1 = 2 * A * ((A - 1) - (A + 1) * cw);
-            b2 = A * ((A + 1) - (A - 1) * cw - s); a0 = (A + 1) + (A - 1) * cw + s;
-            a1 = -2 * ((A - 1) + (A + 1) * cw); a2 = (A + 1) + (A - 1) * cw - s;
+        case 1: {  // low pass (sign 1) or high pass (sign -1)
+            const double sign = Int(0, 1) ? 1.0 : -1.0;
+            b[0] = b[2] = (1 - sign * cw) / 2, b[1] = sign * (1 - sign * cw);
+            a[0] = 1 + alpha, a[1] = -2 * cw, a[2] = 1 - alpha;
             break;
         }
-        case 2: {  // high shelf
-            const double s = 2 * std::sqrt(A) * alpha;
-            b0 = A * ((A + 1) + (A - 1) * cw + s); b1 = -2 * A * ((A - 1) + (A + 1) * cw);
-            b2 = A * ((A + 1) + (A - 1) * cw - s); a0 = (A + 1) - (A - 1) * cw + s;
-            a1 = 2 * ((A - 1) - (A + 1) * cw); a2 = (A + 1) - (A - 1) * cw - s;
-            break;
-        }
-        case 3:  // low pass
-            b0 = (1 - cw) / 2; b1 = 1 - cw; b2 = (1 - cw) / 2;
-            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
-            break;
-        case 4:  // high pass
-            b0 = (1 + cw) / 2; b1 = -(1 + cw); b2 = (1 + cw) / 2;
-            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
-            break;
-        case 5:  // identity
-            break;
-        default:  // plain gain
-            b0 = A;
-            break;
+        case 2: break;  // identity
+        default: b[0] = A;  // plain gain
     }
-    c[0] = static_cast<float>(b0 / a0);
-    c[1] = static_cast<float>(b1 / a0);
-    c[2] = static_cast<float>(b2 / a0);
-    c[3] = static_cast<float>(-a1 / a0);
-    c[4] = static_cast<float>(-a2 / a0);
+    for (int k = 0; k < 3; ++k) c[k] = static_cast<float>(b[k] / a[0]);
+    c[3] = static_cast<float>(-a[1] / a[0]);
+    c[4] = static_cast<float>(-a[2] / a[0]);
 }
 
 void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
