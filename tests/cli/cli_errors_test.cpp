@@ -20,6 +20,7 @@ void WriteFixtures(const ScratchDir& dir) {
     WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
     WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
     WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
+    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
     WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
     WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
     WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
@@ -73,6 +74,7 @@ TEST(CliErrors, UnreadableInputsAndKeys) {
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
         {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
         {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
+        {{"in.wav", "out.wav", "--key", "keylong.wav"}, {"keylong.wav", "30012", "30011"}},
         {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
         {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},

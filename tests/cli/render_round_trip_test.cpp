@@ -2,6 +2,9 @@
 // the channel mask it writes read back from the file's bytes, and its samples
 // compared bit for bit with an SDK Instance fed the same samples.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "stemstrip/design.hpp"
 #include "cli_fixtures.hpp"
@@ -78,6 +81,10 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
         EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
         EXPECT_EQ(r.run.out.find("note:"), std::string::npos) << r.run.out;
 
+        const mode_t umaskNow = umask(0);
+        umask(umaskNow);
+        EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
+                  static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
         EXPECT_EQ(r.wav.formatTag, 0xFFFE);
         EXPECT_EQ(r.wav.subFormat, 3);
         EXPECT_EQ(r.wav.bitsPerSample, 32);
@@ -131,6 +138,12 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
               "");
 
     // L R C LFE is no stem layout of four channels: quad, with a note.
+    // A forced format keeps the layout the file declares when it is one of the format's.
+    WriteBytes(dir / "side-quad.wav", WavBytes(quad, 0x603));
+    r = Render(dir, dir / "side-quad.wav", {"--format", "quad"});
+    ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
+    EXPECT_EQ(r.wav.channelMask, 0x603u);
+
     WriteBytes(dir / "three-one.wav", WavBytes(quad, 0xF));
     r = Render(dir, dir / "three-one.wav", {});
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
