@@ -1,7 +1,5 @@
 #include "programs.hpp"
 
-#include "audio_files.hpp"
-
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -11,16 +9,22 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "audio_files.hpp"
+
 namespace stemstrip_test {
 namespace fs = std::filesystem;
 
-void ExecProgram(const std::vector<std::string>& argv) {
+namespace {
+
+[[noreturn]] void ExecProgram(const std::vector<std::string>& argv) {
     std::vector<char*> args;
     for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
     execv(args[0], args.data());
     _exit(127);
 }
+
+}  // namespace
 
 ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) {
     const std::string outPath = fs::temp_directory_path() / ("stemstrip_test_out_" + std::to_string(getpid()));

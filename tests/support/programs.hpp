@@ -20,9 +20,7 @@ struct RunOptions {
     std::vector<std::pair<std::string, std::string>> environment;  // set in the child
 };
 
-// argv[0] is the program's path. ExecProgram replaces the calling (child)
-// process; Run waits for the program and collects what it printed.
-[[noreturn]] void ExecProgram(const std::vector<std::string>& argv);
+// Runs argv (argv[0] is the program's path) and collects what it printed.
 ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options = {});
 
 class ScratchDir {
