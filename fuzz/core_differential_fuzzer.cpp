@@ -10,16 +10,11 @@
 #include <cstdlib>
 
 #include "fuzz_case.h"
-#include "guarded_call.h"
 #include "model/strip_model.h"
+#include "support/entries.h"
+#include "support/guarded_call.h"
 
 namespace {
-
-const AlgEntry_Fn kInstrumented[model::kFormatCount] = {
-    AlgEntry_16_Stem_Mono, AlgEntry_16_Stem_Stereo, AlgEntry_16_Stem_LCR, AlgEntry_16_Stem_Quad,
-    AlgEntry_16_Stem_LCRS, AlgEntry_16_Stem_5_0,    AlgEntry_16_Stem_5_1, AlgEntry_16_Stem_6_0,
-    AlgEntry_16_Stem_6_1,  AlgEntry_16_Stem_7_0,    AlgEntry_16_Stem_7_1,
-};
 
 struct SharedLibrary {
     AlgEntry_Fn entries[model::kFormatCount];
@@ -64,8 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         scenario::Scenario instrumented = model, library = model;
         const std::string before = scenario::Describe(model);
         model::Entry(model.format, model.Begin(), model.End());
-        fuzzcase::CallOnHeapCopy(kInstrumented[model.format], instrumented);
-        fuzzcase::CallOnGuardedCopy(shipped.entries[model.format], library);
+        stemstrip_test::CallOnHeapCopy(stemstrip_test::kEntries[model.format], instrumented);
+        stemstrip_test::CallOnGuardedCopy(shipped.entries[model.format], library);
         Expect(model, instrumented, "instrumented entry", call, before);
         Expect(model, library, "shared library", call, before);
     }

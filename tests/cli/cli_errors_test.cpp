@@ -11,8 +11,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "cli_process.hpp"
-#include "strip_reference.hpp"
+#include "cli_fixtures.hpp"
 
 namespace cli_test {
 namespace {
@@ -27,14 +26,12 @@ void WriteFixtures(const ScratchDir& dir) {
     WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
     WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
     WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
+    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
     WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
     WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
     WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
     WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
     WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
-    WriteBytes(dir / "broken.json", R"({"compressor": {"ratio": 4,}})");
-    WriteBytes(dir / "overflow.json", R"({"compressor": {"releaseMs": 1e309}})");
-    WriteBytes(dir / "huge-group.json", R"({"channelGroups": [4294967297, 0]})");
     WriteBytes(dir / "deep.json", std::string(100000, '[') + std::string(100000, ']'));
     const std::string whole = ReadBytes(dir / "in.wav");
     WriteBytes(dir / "cut.wav", whole.substr(0, whole.size() - 1000 * 2 * sizeof(float)));
@@ -60,7 +57,7 @@ std::vector<std::string> Resolve(const ScratchDir& dir, const std::vector<std::s
     return resolved;
 }
 
-void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c, RunLimits limits = {}) {
+void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c, RunOptions limits = {}) {
     const std::vector<std::string> before = dir.Listing();
     const std::string input = ReadBytes(dir / "in.wav");
     std::vector<std::string> args{"render"};
@@ -86,10 +83,9 @@ TEST(CliErrors, UnreadableInputsAndKeys) {
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
         {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
         {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
-        {{"in.wav", "out.wav", "--key", "nokey.wav"}, {"nokey.wav", "no such file"}},
+        {{"in.wav", "out.wav", "--key", "keylong.wav"}, {"keylong.wav", "30012", "30011"}},
         {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
         {{"cut.wav", "out.wav"}, {"cut.wav", "cut short", "declares 30011 frames", "holds 29011"}},
-        {{"in.wav", "out.wav", "--format", "9.1"}, {"--format 9.1", "unknown format", "7.1"}},
         {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},
     };
@@ -106,19 +102,12 @@ TEST(CliErrors, BadPresetsAndOverridesNameTheField) {
         {{"in.wav", "out.wav", "--preset", "unknown-field.json"}, {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
         {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
         {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
-        {{"in.wav", "out.wav", "--preset", "broken.json"}, {"broken.json", "not valid JSON"}},
-        {{"in.wav", "out.wav", "--preset", "overflow.json"}, {"overflow.json", "not valid JSON", "1e309"}},
-        {{"in.wav", "out.wav", "--preset", "huge-group.json"}, {"huge-group.json", "channelGroups[0]", "4294967297"}},
         {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
         {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
         {{"in.wav", "out.wav", "--preset", "deep.json"}, {"deep.json", "nested more than 32 levels"}},
         {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
          {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
         {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
-        {{"in.wav", "out.wav", "--set", "bands[0].enabled=3"},
-         {"--set bands[0].enabled=3: bands[0].enabled = '3' is not a boolean", "expected true or false"}},
-        {{"in.wav", "out.wav", "--set", "bands[8].gainDb=1"}, {"--set bands[8].gainDb=1: bands[8].gainDb: index 8 is out of range: 0..7"}},
-        {{"in.wav", "out.wav", "--set", "compressor.ratio"}, {"--set compressor.ratio: 'compressor.ratio' is not an assignment", "PATH=VALUE"}},
     };
     for (const ErrorCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
@@ -137,7 +126,6 @@ TEST(CliErrors, OutputsThatCannotBeWrittenAndInputsThatMustNotBe) {
         {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
         {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
         {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
-        {{"in.wav", "out.wav", "--report", dir / "nodir/report.html"}, {"nodir/report.html", "cannot write"}},
         {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
         {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
     };
@@ -175,7 +163,10 @@ TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
             const int null = open("/dev/null", O_WRONLY);
             dup2(null, STDOUT_FILENO);
             dup2(null, STDERR_FILENO);
-            ExecCli({"render", dir / "long.wav", dir / "out.wav", "--block", "1", "--report", dir / "report.html"});
+            const std::string long_ = dir / "long.wav", out = dir / "out.wav", report = dir / "report.html";
+            execl(STEMSTRIP_CLI_PATH, STEMSTRIP_CLI_PATH, "render", long_.c_str(), out.c_str(), "--block", "1", "--report",
+                  report.c_str(), nullptr);
+            _exit(127);
         }
         // Signalled once the output is being written, a chunk of one sample at a time.
         for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);

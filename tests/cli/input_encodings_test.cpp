@@ -9,18 +9,17 @@
 #include <filesystem>
 #include <tuple>
 
-#include "cli_process.hpp"
-#include "strip_reference.hpp"
+#include "cli_fixtures.hpp"
 
 namespace cli_test {
 namespace {
 
 struct SndFile {
     SF_INFO info{};
-    FloatAudio audio;
+    Audio audio;
 };
 
-void WriteWithSndfile(const std::string& path, int format, const FloatAudio& a) {
+void WriteWithSndfile(const std::string& path, int format, const Audio& a) {
     SF_INFO info{};
     info.samplerate = a.sampleRate;
     info.channels = a.channels;
@@ -56,13 +55,13 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         SCOPED_TRACE(c.file);
         ScratchDir dir("encodings");
         WriteWithSndfile(dir / c.file, c.format, TestSignal(2, kFrames, 44100, 31u));
-        const FloatAudio decoded = ReadWithSndfile(dir / c.file).audio;
+        const Audio decoded = ReadWithSndfile(dir / c.file).audio;
         WriteBytes(dir / "preset.json", TestPresetJson());
         const CliRun run = RunCli({"render", dir / c.file, dir / "out.wav", "--preset", dir / "preset.json"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         const ParsedWav out = ParseWav(ReadBytes(dir / "out.wav"));
         EXPECT_EQ(out.channelMask, 0x3u);
-        EXPECT_EQ(FirstDifference(ReferenceRender(stemstrip::Format::Stereo, TestSettings(), decoded, {0, 1}), out.audio), "");
+        EXPECT_EQ(FirstDifference(SdkRender(stemstrip::Format::Stereo, TestSettings(), decoded, {0, 1}), out.audio), "");
     }
 }
 
@@ -80,13 +79,13 @@ TEST(InputEncodings, KeepFormatWritesTheInputsEncodingInTheOutputsContainer) {
         SCOPED_TRACE(std::string(c.in) + " -> " + c.out);
         ScratchDir dir("keep-format");
         WriteWithSndfile(dir / c.in, c.inFormat, TestSignal(1, kFrames, 48000, 41u));
-        const FloatAudio decoded = ReadWithSndfile(dir / c.in).audio;
+        const Audio decoded = ReadWithSndfile(dir / c.in).audio;
         WriteBytes(dir / "preset.json", TestPresetJson());
         const CliRun run = RunCli({"render", dir / c.in, dir / c.out, "--preset", dir / "preset.json", "--keep-format"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         const SndFile written = ReadWithSndfile(dir / c.out);
         EXPECT_EQ(written.info.format, c.outFormat);
-        const FloatAudio expected = ReferenceRender(stemstrip::Format::Mono, TestSettings(), decoded, {0});
+        const Audio expected = SdkRender(stemstrip::Format::Mono, TestSettings(), decoded, {0});
         ASSERT_EQ(written.audio.samples.size(), expected.samples.size());
         double worst = 0.0;
         for (size_t i = 0; i < expected.samples.size(); ++i)
@@ -105,7 +104,7 @@ TEST(InputEncodings, KeepFormatOfABypassedStripReturnsTheInputsIntegers) {
         const std::string ext = (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC   ? ".flac"
                                 : (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_AIFF ? ".aiff"
                                                                                   : ".wav";
-        FloatAudio full = TestSignal(2, kFrames, 48000, 43u);
+        Audio full = TestSignal(2, kFrames, 48000, 43u);
         full.samples[0] = -1.0f;  // both ends of the integer range
         full.samples[1] = 1.0f;
         WriteWithSndfile(dir / ("in" + ext), format, full);

@@ -2,12 +2,14 @@
 // the channel mask it writes read back from the file's bytes, and its samples
 // compared bit for bit with an SDK Instance fed the same samples.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include <cmath>
 
-#include "cli_process.hpp"
 #include "stemstrip/design.hpp"
-#include "strip_reference.hpp"
+#include "cli_fixtures.hpp"
 
 namespace cli_test {
 namespace {
@@ -70,7 +72,7 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
         SCOPED_TRACE(testing::Message() << c.name << " mask 0x" << std::hex << c.fileMask);
         ScratchDir dir("every-format");
         const int channels = stemstrip::ChannelCount(c.format);
-        const FloatAudio input = TestSignal(channels, kFrames, kRate, 7u + channels);
+        const Audio input = TestSignal(channels, kFrames, kRate, 7u + channels);
         WriteBytes(dir / "in.wav", WavBytes(input, c.fileMask));
         const std::vector<int> groups = LopsidedGroups(c.format);
         WriteBytes(dir / "preset.json", TestPresetJson(groups));
@@ -81,6 +83,10 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
         EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
         EXPECT_EQ(r.run.out.find("note:"), std::string::npos) << r.run.out;
 
+        const mode_t umaskNow = umask(0);
+        umask(umaskNow);
+        EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
+                  static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
         EXPECT_EQ(r.wav.formatTag, 0xFFFE);
         EXPECT_EQ(r.wav.subFormat, 3);
         EXPECT_EQ(r.wav.bitsPerSample, 32);
@@ -88,7 +94,7 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
         ASSERT_TRUE(r.wav.channelMask.has_value());
         EXPECT_EQ(*r.wav.channelMask, c.fileMask);
 
-        const FloatAudio expected = ReferenceRender(c.format, TestSettings(groups), input, c.stripOrder);
+        const Audio expected = SdkRender(c.format, TestSettings(groups), input, c.stripOrder);
         EXPECT_EQ(FirstDifference(expected, r.wav.audio), "");
     }
 }
@@ -121,7 +127,7 @@ TEST(RenderRoundTrip, FilesWithoutAMaskGetTheCountsUsualLayoutAndSayItWasAssumed
 
 TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
     ScratchDir dir("format-option");
-    const FloatAudio quad = TestSignal(4, kFrames, kRate, 11u);
+    const Audio quad = TestSignal(4, kFrames, kRate, 11u);
     WriteBytes(dir / "quad.wav", WavBytes(quad, 0x33));
     WriteBytes(dir / "preset.json", TestPresetJson({0, 0, 1, 2}));
 
@@ -130,10 +136,16 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
     EXPECT_NE(r.run.out.find("lcrs, 48000 Hz"), std::string::npos) << r.run.out;
     EXPECT_EQ(r.wav.channelMask, 0x107u);
-    EXPECT_EQ(FirstDifference(ReferenceRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.wav.audio),
+    EXPECT_EQ(FirstDifference(SdkRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.wav.audio),
               "");
 
     // L R C LFE is no stem layout of four channels: quad, with a note.
+    // A forced format keeps the layout the file declares when it is one of the format's.
+    WriteBytes(dir / "side-quad.wav", WavBytes(quad, 0x603));
+    r = Render(dir, dir / "side-quad.wav", {"--format", "quad"});
+    ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
+    EXPECT_EQ(r.wav.channelMask, 0x603u);
+
     WriteBytes(dir / "three-one.wav", WavBytes(quad, 0xF));
     r = Render(dir, dir / "three-one.wav", {});
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
@@ -143,11 +155,11 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
 
 TEST(RenderRoundTrip, ChunkSizeDoesNotChangeTheOutput) {
     ScratchDir dir("block-size");
-    const FloatAudio input = TestSignal(8, kFrames, 44100, 5u);
+    const Audio input = TestSignal(8, kFrames, 44100, 5u);
     WriteBytes(dir / "in.wav", WavBytes(input, 0x63F));
     WriteBytes(dir / "preset.json", TestPresetJson({0, 0, 1, 2, 3, 3, 4, 4}));
-    const FloatAudio expected =
-        ReferenceRender(Format::Surround7_1, TestSettings({0, 0, 1, 2, 3, 3, 4, 4}), input, {0, 1, 2, 3, 6, 7, 4, 5});
+    const Audio expected =
+        SdkRender(Format::Surround7_1, TestSettings({0, 0, 1, 2, 3, 3, 4, 4}), input, {0, 1, 2, 3, 6, 7, 4, 5});
     std::string firstFile;
     for (const char* block : {"1", "15", "16", "17", "512", "4096", "1048576"}) {
         SCOPED_TRACE(std::string("--block ") + block);
@@ -163,7 +175,7 @@ TEST(RenderRoundTrip, ChunkSizeDoesNotChangeTheOutput) {
 
 TEST(RenderRoundTrip, SetOverridesApplyOnTopOfThePresetInOrder) {
     ScratchDir dir("set");
-    const FloatAudio input = TestSignal(2, kFrames, kRate, 9u);
+    const Audio input = TestSignal(2, kFrames, kRate, 9u);
     WriteBytes(dir / "in.wav", WavBytes(input, 0x3));
     WriteBytes(dir / "preset.json", TestPresetJson());
     const Rendered r = Render(dir, dir / "in.wav",
@@ -177,13 +189,13 @@ TEST(RenderRoundTrip, SetOverridesApplyOnTopOfThePresetInOrder) {
     s.bands[2].enabled = true;
     s.bands[2].type = stemstrip::BandType::LowShelf;
     s.expander.gate = true;
-    EXPECT_EQ(FirstDifference(ReferenceRender(Format::Stereo, s, input, {0, 1}), r.wav.audio), "");
+    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), r.wav.audio), "");
 }
 
 TEST(RenderRoundTrip, KeyFileDrivesTheDetectorAveragedOverItsChannels) {
     ScratchDir dir("key");
-    const FloatAudio input = TestSignal(2, kFrames, kRate, 21u);
-    const FloatAudio key = TestSignal(2, kFrames, kRate, 22u);
+    const Audio input = TestSignal(2, kFrames, kRate, 21u);
+    const Audio key = TestSignal(2, kFrames, kRate, 22u);
     WriteBytes(dir / "in.wav", WavBytes(input, 0x3));
     WriteBytes(dir / "key.wav", WavBytes(key, std::nullopt));
     WriteBytes(dir / "preset.json", TestPresetJson());
@@ -191,9 +203,9 @@ TEST(RenderRoundTrip, KeyFileDrivesTheDetectorAveragedOverItsChannels) {
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
     std::vector<float> mixed;
     for (int64_t i = 0; i < key.frames(); ++i) mixed.push_back((key.at(i, 0) + key.at(i, 1)) / 2.0f);
-    EXPECT_EQ(FirstDifference(ReferenceRender(Format::Stereo, TestSettings(), input, {0, 1}, mixed), r.wav.audio), "");
+    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, TestSettings(), input, {0, 1}, mixed), r.wav.audio), "");
     // Keyed from the loud-then-quiet key rather than the programme: another result.
-    EXPECT_NE(FirstDifference(ReferenceRender(Format::Stereo, TestSettings(), input, {0, 1}), r.wav.audio), "");
+    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, TestSettings(), input, {0, 1}), r.wav.audio), "");
 }
 
 // One NaN or infinity in the programme or the key renders exactly like the
@@ -205,15 +217,15 @@ TEST(RenderRoundTrip, NonFiniteSamplesRenderAsZerosAndAreReported) {
         SCOPED_TRACE(stemstrip::FormatName(f));
         ScratchDir dir("non-finite");
         const int channels = stemstrip::ChannelCount(f);
-        const FloatAudio clean = TestSignal(channels, 4801, kRate, 11u), key = TestSignal(1, 4801, kRate, 12u);
-        FloatAudio dirty = clean, zeroed = clean, dirtyKey = key, zeroedKey = key;
+        const Audio clean = TestSignal(channels, 4801, kRate, 11u), key = TestSignal(1, 4801, kRate, 12u);
+        Audio dirty = clean, zeroed = clean, dirtyKey = key, zeroedKey = key;
         const int64_t at = 4800 / 2;  // 0.050 s
         dirty.samples[at * channels + channels - 1] = NAN;
         dirty.samples[(at + 9) * channels] = -INFINITY;
         zeroed.samples[at * channels + channels - 1] = zeroed.samples[(at + 9) * channels] = 0.0f;
         dirtyKey.samples[at + 3] = INFINITY;
         zeroedKey.samples[at + 3] = 0.0f;
-        const std::vector<std::pair<const FloatAudio*, const FloatAudio*>> files = {
+        const std::vector<std::pair<const Audio*, const Audio*>> files = {
             {&dirty, &key}, {&zeroed, &key}, {&clean, &dirtyKey}, {&clean, &zeroedKey}};
         std::vector<Rendered> r;
         for (size_t i = 0; i < files.size(); ++i) {
@@ -242,7 +254,7 @@ TEST(RenderRoundTrip, NonFiniteSamplesRenderAsZerosAndAreReported) {
 TEST(RenderRoundTrip, DefaultSettingsNullAgainstTheInput) {
     for (const LayoutCase& c : {kLayouts[1], kLayouts.back()}) {
         ScratchDir dir("null");
-        const FloatAudio input = TestSignal(stemstrip::ChannelCount(c.format), kFrames, kRate, 3u);
+        const Audio input = TestSignal(stemstrip::ChannelCount(c.format), kFrames, kRate, 3u);
         WriteBytes(dir / "in.wav", WavBytes(input, c.fileMask));
         const Rendered r = Render(dir, dir / "in.wav", {});
         ASSERT_EQ(r.run.exitCode, 0) << r.run.err;

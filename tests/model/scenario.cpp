@@ -10,68 +10,21 @@
 #include "strip_model.h"
 
 namespace scenario {
-
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kFs = 48000.0;
 
-int RoundedLength(int32_t count) {
-    if (count < 1) return 16;
-    return (count + 15) / 16 * 16;
-}
+int RoundedLength(int32_t count) { return count < 1 ? 16 : (count + 15) / 16 * 16; }
 
 uint32_t FloatBits(float v) { return model::Bits(v); }
 
-bool SameFloat(float a, float b) {
-    if (std::isnan(a) && std::isnan(b)) return true;
-    return FloatBits(a) == FloatBits(b);
-}
-
-bool SameDouble(double a, double b) {
-    if (std::isnan(a) && std::isnan(b)) return true;
-    return model::Bits(a) == model::Bits(b);
-}
-
-std::string Hex(uint32_t u) {
-    char buf[16];
-    std::snprintf(buf, sizeof buf, "0x%08X", u);
-    return buf;
-}
-
-std::string FloatText(float v) {
-    std::ostringstream os;
-    os.precision(9);
-    os << v << " (" << Hex(FloatBits(v)) << ")";
-    return os.str();
-}
-
-std::string DoubleText(double v) {
-    std::ostringstream os;
-    os.precision(17);
-    char buf[24];
-    std::snprintf(buf, sizeof buf, "0x%016llX", static_cast<unsigned long long>(model::Bits(v)));
-    os << v << " (" << buf << ")";
-    return os.str();
-}
-
-// Word-level description of the 32-bit records, for naming differences.
-struct Field {
-    const char* name;
-    bool isInt;
-};
-
-const Field kDynStateFields[15] = {
-    {"compGainDb", false}, {"expGainDb", false},  {"detFilterZ1", false},
-    {"detFilterZ2", false}, {"levelZ1", false},   {"levelZ2", false},
-    {"peakEnvelope", false}, {"levelOut", false}, {"outputGain", false},
-    {"compFloorDb", false}, {"expRangeDb", false}, {"gateOpen", true},
-    {"holdCounter", true},  {"reserved13", true}, {"dezipRate", false},
-};
+// gateOpen, holdCounter and reserved13 of Dyn_SState are integers.
+bool IsIntStateWord(int w) { return w >= 11 && w <= 13; }
 static_assert(sizeof(Dyn_SState) == 15 * 4);
 
 // Indices of the integer words of Dyn_SCoefsBlock.
-bool DynCoefIsInt(int w) { return w == 11 || w == 24 || (w >= 36 && w <= 46 && w != 47) || w == 48; }
+bool DynCoefIsInt(int w) { return w == 11 || w == 24 || (w >= 36 && w <= 46) || w == 48; }
 
 template <typename T>
 void ToWords(const T& rec, uint32_t* words) {
@@ -85,26 +38,24 @@ void FromWords(T& rec, const uint32_t* words) {
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Copying and linking
-
 Scenario& Scenario::operator=(const Scenario& other) {
     if (this == &other) return *this;
     format = other.format;
-    bufferLength = other.bufferLength;
     counts = other.counts;
     keyIndices = other.keyIndices;
     dynCoefs = other.dynCoefs;
     eqTargets = other.eqTargets;
     instances = other.instances;
-    // The order array refers to contexts by identity: translate it.
-    order.clear();
-    for (SChannelStrip_Alg_Context* p : other.order) {
-        for (size_t i = 0; i < other.instances.size(); ++i)
-            if (&other.instances[i].ctx == p) order.push_back(&instances[i].ctx);
-    }
+    order.clear();  // contexts by identity: translated
+    for (SChannelStrip_Alg_Context* p : other.order) order.push_back(&instances[other.IndexOf(p)].ctx);
     Relink();
     return *this;
+}
+
+int Scenario::IndexOf(const SChannelStrip_Alg_Context* ctx) const {
+    int i = 0;
+    while (&instances[i].ctx != ctx) ++i;
+    return i;
 }
 
 std::vector<float>& Scenario::Storage(const BufferRef& r) {
@@ -112,31 +63,18 @@ std::vector<float>& Scenario::Storage(const BufferRef& r) {
     return r.output && !o.inPlace ? o.outBufs[r.channel] : o.inBufs[r.channel];
 }
 
-const std::vector<float>& Scenario::Storage(const BufferRef& r) const {
-    const Instance& o = instances[r.instance];
-    return r.output && !o.inPlace ? o.outBufs[r.channel] : o.inBufs[r.channel];
-}
-
 void Scenario::Relink() {
     for (Instance& in : instances) {
         const int N = in.formatChannels;
-        auto shared = [](const std::vector<BufferRef>& refs, size_t j) {
-            return j < refs.size() && refs[j].instance >= 0;
+        auto pointer = [&](const std::vector<BufferRef>& refs, size_t j, std::vector<float>& own) {
+            return j < refs.size() && refs[j].instance >= 0 ? Storage(refs[j]).data() + refs[j].offset : own.data();
         };
         in.inPtrs.assign(in.inBufs.size(), nullptr);
-        for (size_t j = 0; j < in.inBufs.size(); ++j)
-            in.inPtrs[j] = shared(in.inShare, j) ? Storage(in.inShare[j]).data() + in.inShare[j].offset
-                                                 : in.inBufs[j].data();
+        for (size_t j = 0; j < in.inBufs.size(); ++j) in.inPtrs[j] = pointer(in.inShare, j, in.inBufs[j]);
         in.outPtrs.assign(N, nullptr);
-        for (int c = 0; c < N; ++c) {
-            if (in.inPlace)
-                in.outPtrs[c] = const_cast<float*>(in.inPtrs[c]);
-            else
-                in.outPtrs[c] = shared(in.outShare, c) ? Storage(in.outShare[c]).data() + in.outShare[c].offset
-                                                       : in.outBufs[c].data();
-        }
-        Instance& privOwner = in.privOf >= 0 ? instances[in.privOf] : in;
-        in.privPtr = privOwner.priv.data();
+        for (int c = 0; c < N; ++c)
+            in.outPtrs[c] = in.inPlace ? const_cast<float*>(in.inPtrs[c]) : pointer(in.outShare, c, in.outBufs[c]);
+        in.privPtr = (in.privOf >= 0 ? instances[in.privOf] : in).priv.data();
         SChannelStrip_Alg_Context& ctx = in.ctx;
         ctx.inputs = in.inPtrs.data();
         ctx.outputs = in.outPtrs.data();
@@ -151,15 +89,8 @@ void Scenario::Relink() {
     }
 }
 
-// ---------------------------------------------------------------------------
-// Random primitives
-
-double Generator::Uniform(double lo, double hi) {
-    return std::uniform_real_distribution<double>(lo, hi)(rng_);
-}
-
+double Generator::Uniform(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng_); }
 int Generator::Int(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng_); }
-
 bool Generator::Chance(double p) { return Uniform(0.0, 1.0) < p; }
 
 float Generator::WildFloat() {
@@ -195,10 +126,9 @@ int32_t Generator::WildInt() {
 }
 
 int32_t Generator::SampleCount() {
-    if (opt_.variety > 0 && Chance(opt_.variety * 0.4))  // hundreds of blocks more than the others
+    if (Chance(opt_.variety * 0.4))  // hundreds of blocks more than the others
         return Chance(0.8) ? Int(257, 2048) : Int(2049, 8192);
-    const int kind = opt_.skippedCounts < 0 ? Int(0, 11) : Chance(opt_.skippedCounts) ? Int(0, 1) : Int(2, 11);
-    switch (kind) {
+    switch (Chance(opt_.skippedCounts) ? Int(0, 1) : Int(2, 11)) {
         case 0: return 0;
         case 1: return Chance(0.5) ? -1 : (Chance(0.5) ? -16 : INT32_MIN);
         case 2: return 1;
@@ -209,9 +139,6 @@ int32_t Generator::SampleCount() {
         default: return Int(1, 200);
     }
 }
-
-// ---------------------------------------------------------------------------
-// Content
 
 void Generator::FillAudio(std::vector<float>& buf, int valid) {
     const int kind = Int(0, 11);
@@ -243,55 +170,30 @@ void Generator::FillAudio(std::vector<float>& buf, int valid) {
     }
 }
 
-// A stable, sensible biquad (or an identity section), stored with the
-// feedback coefficients sign-inverted as they are added in the recursion.
+// A stable, sensible biquad (bell, low or high pass, identity or plain gain),
+// stored with the feedback coefficients sign-inverted as they are added.
 void Generator::RandomBiquad(float* c) {
-    const int type = Int(0, 6);
-    const double f0 = std::pow(10.0, Uniform(std::log10(20.0), std::log10(20000.0)));
-    const double w0 = 2 * kPi * f0 / kFs;
-    const double q = Uniform(0.3, 8.0);
-    const double gainDb = Uniform(-18.0, 18.0);
-    const double A = std::pow(10.0, gainDb / 40.0);
-    const double cw = std::cos(w0), sw = std::sin(w0), alpha = sw / (2 * q);
-    double b0 = 1, b1 = 0, b2 = 0, a0 = 1, a1 = 0, a2 = 0;
-    switch (type) {
-        case 0:  // peaking
-            b0 = 1 + alpha * A; b1 = -2 * cw; b2 = 1 - alpha * A;
-            a0 = 1 + alpha / A; a1 = -2 * cw; a2 = 1 - alpha / A;
+    const double w0 = 2 * kPi * std::pow(10.0, Uniform(std::log10(20.0), std::log10(20000.0))) / kFs;
+    const double A = std::pow(10.0, Uniform(-18.0, 18.0) / 40.0);
+    const double cw = std::cos(w0), alpha = std::sin(w0) / (2 * Uniform(0.3, 8.0));
+    double b[3] = {1, 0, 0}, a[3] = {1, 0, 0};
+    switch (Int(0, 3)) {
+        case 0:  // bell
+            b[0] = 1 + alpha * A, b[1] = -2 * cw, b[2] = 1 - alpha * A;
+            a[0] = 1 + alpha / A, a[1] = -2 * cw, a[2] = 1 - alpha / A;
             break;
-        case 1: {  // low shelf
-            const double s = 2 * std::sqrt(A) * alpha;
-            b0 = A * ((A + 1) - (A - 1) * cw + s); b1 = 2 * A * ((A - 1) - (A + 1) * cw);
-            b2 = A * ((A + 1) - (A - 1) * cw - s); a0 = (A + 1) + (A - 1) * cw + s;
-            a1 = -2 * ((A - 1) + (A + 1) * cw); a2 = (A + 1) + (A - 1) * cw - s;
+        case 1: {  // low pass (sign 1) or high pass (sign -1)
+            const double sign = Int(0, 1) ? 1.0 : -1.0;
+            b[0] = b[2] = (1 - sign * cw) / 2, b[1] = sign * (1 - sign * cw);
+            a[0] = 1 + alpha, a[1] = -2 * cw, a[2] = 1 - alpha;
             break;
         }
-        case 2: {  // high shelf
-            const double s = 2 * std::sqrt(A) * alpha;
-            b0 = A * ((A + 1) + (A - 1) * cw + s); b1 = -2 * A * ((A - 1) + (A + 1) * cw);
-            b2 = A * ((A + 1) + (A - 1) * cw - s); a0 = (A + 1) - (A - 1) * cw + s;
-            a1 = 2 * ((A - 1) - (A + 1) * cw); a2 = (A + 1) - (A - 1) * cw - s;
-            break;
-        }
-        case 3:  // low pass
-            b0 = (1 - cw) / 2; b1 = 1 - cw; b2 = (1 - cw) / 2;
-            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
-            break;
-        case 4:  // high pass
-            b0 = (1 + cw) / 2; b1 = -(1 + cw); b2 = (1 + cw) / 2;
-            a0 = 1 + alpha; a1 = -2 * cw; a2 = 1 - alpha;
-            break;
-        case 5:  // identity
-            break;
-        default:  // plain gain
-            b0 = A;
-            break;
+        case 2: break;  // identity
+        default: b[0] = A;  // plain gain
     }
-    c[0] = static_cast<float>(b0 / a0);
-    c[1] = static_cast<float>(b1 / a0);
-    c[2] = static_cast<float>(b2 / a0);
-    c[3] = static_cast<float>(-a1 / a0);
-    c[4] = static_cast<float>(-a2 / a0);
+    for (int k = 0; k < 3; ++k) c[k] = static_cast<float>(b[k] / a[0]);
+    c[3] = static_cast<float>(-a[1] / a[0]);
+    c[4] = static_cast<float>(-a[2] / a[0]);
 }
 
 void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
@@ -321,9 +223,8 @@ void Generator::FillEqTarget(EQ_SCoefs& t, bool adversarial) {
         t.sectionBegin[s] = 0; t.sectionEnd[s] = 8;
         t.sectionBegin[1 - s] = 8; t.sectionEnd[1 - s] = 8;
     }
-    if (opt_.variety > 0)
-        for (int s = 0; s < 2; ++s)
-            if (Chance(opt_.variety * 0.3)) OutOfRangeBypass(t, s);
+    for (int s = 0; s < 2; ++s)
+        if (Chance(opt_.variety * 0.3)) OutOfRangeBypass(t, s);
     if (adversarial)
         for (float& v : t.coefs)
             if (Chance(0.1)) v = WildFloat();
@@ -345,14 +246,6 @@ void Generator::OutOfRangeBypass(EQ_SCoefs& t, int stage) {
     t.sectionEnd[stage] = e;
 }
 
-// A smoothed set at a fixed point of the glide: every float copy equals its
-// target and every accumulator rounds to it, either exactly double(target)
-// or (subUlp) a fraction of an ulp off it, so that a step of (target - copy)
-// x rate = 0 leaves every bit as it is, for a finite rate. A target of -0.0
-// (the sign-inverted a1, a2 of an identity or plain-gain section) is the
-// exception: snapped exactly, the accumulator moves once (-0.0 + 0.0 is
-// +0.0), which the core must find by itself; the fixed point is +0.0, which
-// is what nine in ten snapped sets hold there.
 void Generator::SnapSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool subUlp) {
     const bool exactNegativeZeros = Chance(0.1);
     for (int i = 0; i < EQ_kCoefCount; ++i) {
@@ -386,48 +279,36 @@ float Generator::SpecialRate() {
     }
 }
 
+// Settled (snapped to the target, exactly or a fraction of an ulp off) or
+// gliding: from elsewhere, from a few ulps away, from a sub-ulp residue, or
+// partly from zero; adversarial sets get float copies out of step with their
+// accumulators and wild accumulators.
 void Generator::FillEqSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial) {
-    if (opt_.settledEq >= 0) {
-        if (Chance(opt_.settledEq)) {
-            SnapSmoothed(d, target, Chance(0.5));
-        } else {  // gliding: from elsewhere, from a few ulps away, or from partly zero
-            const int kind = Int(0, 2);
-            for (int i = 0; i < EQ_kCoefCount; ++i) {
-                double a = target.coefs[i];
-                if (kind == 0) a = Uniform(-2.0, 2.0);
-                if (kind == 1 && std::isfinite(target.coefs[i])) {
-                    float f = target.coefs[i];
-                    for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, Chance(0.5) ? 4.0f : -4.0f);
-                    a = f;
-                }
-                if (kind == 2 && Chance(0.5)) a = 0.0;
-                d.accum[i] = a;
-                d.coefs[i] = static_cast<float>(a);
+    if (Chance(opt_.settledEq)) {
+        SnapSmoothed(d, target, Chance(0.5));
+    } else {
+        const int kind = Int(0, 3);
+        for (int i = 0; i < EQ_kCoefCount; ++i) {
+            double a = target.coefs[i];
+            if (kind == 0) a = Uniform(-2.0, 2.0);
+            if (kind == 1 && std::isfinite(target.coefs[i])) {
+                float f = target.coefs[i];
+                for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, Chance(0.5) ? 4.0f : -4.0f);
+                a = f;
             }
+            if (kind == 2) a += Uniform(-1e-7, 1e-7);
+            if (kind == 3 && Chance(0.5)) a = 0.0;
+            d.accum[i] = a;
+            d.coefs[i] = static_cast<float>(a);
         }
     }
-    const int kind = opt_.settledEq >= 0 ? -1 : Int(0, 3);
-    for (int i = 0; i < EQ_kCoefCount && kind >= 0; ++i) {
-        double a = target.coefs[i];  // snapped to the target
-        if (kind == 1) a = Uniform(-2.0, 2.0);                                  // gliding from elsewhere
-        if (kind == 2) a = target.coefs[i] + Uniform(-1e-7, 1e-7);             // sub-ulp residue
-        if (kind == 3 && Chance(0.5)) a = 0.0;
-        d.accum[i] = a;
-        d.coefs[i] = static_cast<float>(a);
-    }
-    if (adversarial) {
-        for (int i = 0; i < EQ_kCoefCount; ++i) {
-            if (Chance(0.08)) d.coefs[i] = WildFloat();  // float copy out of step with accum
-            if (Chance(0.08)) {
-                const int pick = Int(0, 5);
-                d.accum[i] = pick == 0   ? std::numeric_limits<double>::quiet_NaN()
-                             : pick == 1 ? std::numeric_limits<double>::infinity()
-                             : pick == 2 ? 4.9e-324
-                             : pick == 3 ? 1e300
-                             : pick == 4 ? -0.0
-                                         : static_cast<double>(WildFloat());
-                d.coefs[i] = static_cast<float>(d.accum[i]);
-            }
+    for (int i = 0; i < EQ_kCoefCount && adversarial; ++i) {
+        if (Chance(0.08)) d.coefs[i] = WildFloat();
+        if (Chance(0.08)) {
+            const double wild[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                                   4.9e-324, 1e300, -0.0, static_cast<double>(WildFloat())};
+            d.accum[i] = wild[Int(0, 5)];
+            d.coefs[i] = static_cast<float>(d.accum[i]);
         }
     }
 }
@@ -558,7 +439,7 @@ void Generator::FillDynState(Dyn_SState& s, bool adversarial) {
         uint32_t w[15];
         ToWords(s, w);
         for (int i = 0; i < 15; ++i)
-            if (Chance(0.12)) w[i] = kDynStateFields[i].isInt ? static_cast<uint32_t>(WildInt()) : FloatBits(WildFloat());
+            if (Chance(0.12)) w[i] = IsIntStateWord(i) ? static_cast<uint32_t>(WildInt()) : FloatBits(WildFloat());
         FromWords(s, w);
     }
 }
@@ -580,9 +461,6 @@ void Generator::FillInstanceBuffers(Scenario& s, Instance& in, bool adversarial)
     }
 }
 
-// ---------------------------------------------------------------------------
-// Scenario construction
-
 Scenario Generator::Make(int format, const Options& opt) {
     const model::Format& f = model::kFormats[format];
     const int N = f.channels, G = f.groups;
@@ -603,18 +481,14 @@ Scenario Generator::Make(int format, const Options& opt) {
         s.eqTargets.emplace_back();
         FillEqTarget(s.eqTargets.back(), adv);
     }
-    if (opt.variety > 0 && Chance(opt.variety))  // every slot runs the same sections
+    if (Chance(opt.variety))  // every slot runs the same sections
         for (EQ_SCoefs& t : s.eqTargets)
             for (int st = 0; st < 2; ++st) {
                 t.sectionBegin[st] = s.eqTargets[0].sectionBegin[st];
                 t.sectionEnd[st] = s.eqTargets[0].sectionEnd[st];
             }
 
-    // Slot i of each read-only block for instance i, or (historically) any slot.
-    auto slotFor = [&](int i) {
-        if (opt.distinctSlots > 0 && i < slots && Chance(opt.distinctSlots)) return i;
-        return Int(0, slots - 1);
-    };
+    auto slotFor = [&](int i) { return i < slots && Chance(opt.distinctSlots) ? i : Int(0, slots - 1); };
     s.instances.resize(instanceCount);
     for (int i = 0; i < instanceCount; ++i) {
         Instance& in = s.instances[i];
@@ -630,7 +504,7 @@ Scenario Generator::Make(int format, const Options& opt) {
 
         in.dynState.resize(N + 1);
         for (auto& r : in.dynState) FillDynState(r, adv);
-        if (opt.variety > 0 && Chance(opt.variety * 0.5)) in.dynState[0].dezipRate = SpecialRate();
+        if (Chance(opt.variety * 0.5)) in.dynState[0].dezipRate = SpecialRate();
         in.eqCoefs.resize(2);
         for (auto& d : in.eqCoefs) FillEqSmoothed(d, s.eqTargets[in.eqTargetSlot], adv);
         in.eqState.resize(N + 1);
@@ -672,8 +546,7 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
         if (Chance(0.4)) c = SampleCount();
     for (auto& k : s.keyIndices)
         if (Chance(0.2)) k = Chance(0.4) ? 0 : Int(1, N);
-    // New targets start a glide; scenarios that ask for settled sets change them less often.
-    const double retarget = opt.settledEq >= 0 ? 0.3 * (1.0 - opt.settledEq) : 0.3;
+    const double retarget = 0.3 * (1.0 - opt.settledEq);
     for (auto& t : s.eqTargets)
         if (Chance(retarget)) FillEqTarget(t, Chance(opt.adversarial));
     for (auto& K : s.dynCoefs) {
@@ -684,18 +557,15 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
     for (Instance& in : s.instances) {
         FillInstanceBuffers(s, in, Chance(opt.adversarial));
         if (Chance(0.1)) in.dynState[0].dezipRate = static_cast<float>(Uniform(0.0, 1.0));
-        if (opt.variety > 0 && Chance(opt.variety * 0.2)) in.dynState[0].dezipRate = SpecialRate();
+        if (Chance(opt.variety * 0.2)) in.dynState[0].dezipRate = SpecialRate();
         if (Chance(0.2))  // the host clears its meters
             for (int j = 0; j < 3 * N + 4; ++j) in.priv[j] = 0.0f;
-        if (opt.settledEq >= 0 && Chance(opt.settledEq * 0.3))  // the host snaps the glide to its targets
+        if (Chance(opt.settledEq * 0.3))  // the host snaps the glide to its targets
             SnapSmoothed(in.eqCoefs[0], s.eqTargets[in.eqTargetSlot], Chance(0.5));
     }
     FitSharedStorage(s);
     s.Relink();
 }
-
-// ---------------------------------------------------------------------------
-// Memory shared between instances
 
 namespace {
 
@@ -764,10 +634,10 @@ void Generator::AddSharing(Scenario& s) {
         targeted.push_back(StorageKey(s, r));
     };
     auto lengthOf = [&](int a) { return RoundedLength(s.counts[s.instances[a].countSlot]); };
-    auto offsetInto = [&](int a) {  // somewhere inside the owner's rounded length
+    auto offsetInto = [&](int a) {  // inside the owner's rounded length, now and then on its last float
         const int len = lengthOf(a);
         const int o = Int(1, len - 1);
-        return Chance(0.3) ? std::max(1, o / 4 * 4) : o;
+        return Chance(0.15) ? len - 1 : Chance(0.3) ? std::max(1, o / 4 * 4) : o;
     };
     // Two distinct instances, half the time within one batch's reach of
     // each other in the call order.
@@ -856,31 +726,6 @@ void Generator::FitSharedStorage(Scenario& s) {
     }
 }
 
-std::string DescribeSharing(const Scenario& s, int i) {
-    const Instance& in = s.instances[i];
-    std::ostringstream os;
-    auto ref = [&](const BufferRef& r) {
-        os << "#" << r.instance << (r.output ? " output " : " input ") << r.channel;
-        if (r.offset) os << " +" << r.offset;
-    };
-    for (size_t j = 0; j < in.inShare.size(); ++j) {
-        if (in.inShare[j].instance < 0) continue;
-        os << (os.tellp() ? "; " : "") << (in.inPlace && j < size_t(in.formatChannels) ? "in-place " : "input ") << j
-           << " = ";
-        ref(in.inShare[j]);
-    }
-    for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) {
-        if (in.outShare[c].instance < 0) continue;
-        os << (os.tellp() ? "; " : "") << "output " << c << " = ";
-        ref(in.outShare[c]);
-    }
-    const std::pair<const char*, int> blocks[] = {
-        {"dynState", in.dynStateOf}, {"eqCoefs", in.eqCoefsOf}, {"eqState", in.eqStateOf}, {"private block", in.privOf}};
-    for (const auto& [name, of] : blocks)
-        if (of >= 0) os << (os.tellp() ? "; " : "") << name << " of #" << of;
-    return os.str();
-}
-
 int WritableLinks(const Scenario& s) {
     int links = 0;
     for (const Instance& in : s.instances) {
@@ -894,157 +739,100 @@ int WritableLinks(const Scenario& s) {
     return links;
 }
 
-// ---------------------------------------------------------------------------
-// Comparison
 
 namespace {
 
-// The other users of one storage vector of instance `owner`, for naming a
-// difference found in it ("" when nobody else points into it).
-std::string SharedWith(const Scenario& s, int owner, bool outStorage, int channel) {
-    const int key = (owner * 2 + (outStorage ? 1 : 0)) * 64 + channel;
-    std::ostringstream os;
-    for (size_t b = 0; b < s.instances.size(); ++b) {
-        const Instance& in = s.instances[b];
-        auto note = [&](const BufferRef& r, const char* what, size_t j) {
-            if (r.instance < 0 || StorageKey(s, r) != key) return;
-            os << (os.tellp() ? ", " : " [shared: ") << "#" << b << " " << what << " " << j;
-            if (r.offset) os << " from +" << r.offset;
-        };
-        for (size_t j = 0; j < in.inShare.size(); ++j)
-            note(in.inShare[j], in.inPlace && j < size_t(in.formatChannels) ? "in-place buffer" : "input", j);
-        for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) note(in.outShare[c], "output", c);
-    }
-    if (os.tellp()) os << "]";
-    return os.str();
-}
+bool SameFloat(float a, float b) { return (std::isnan(a) && std::isnan(b)) || FloatBits(a) == FloatBits(b); }
 
-std::string BlockSharedWith(const Scenario& s, int owner, int Instance::*field) {
-    std::ostringstream os;
-    for (size_t b = 0; b < s.instances.size(); ++b)
-        if (s.instances[b].*field == owner) os << (os.tellp() ? ", #" : " [shared with #") << b;
-    if (os.tellp()) os << "]";
-    return os.str();
+bool SameDouble(double a, double b) { return (std::isnan(a) && std::isnan(b)) || model::Bits(a) == model::Bits(b); }
+
+// First differing float of two arrays (NaNs alike), with both values.
+bool SameFloats(std::ostringstream& os, const std::string& what, const float* x, const float* y, size_t n) {
+    for (size_t i = 0; i < n; ++i)
+        if (!SameFloat(x[i], y[i])) {
+            os.precision(9);
+            os << what << "[" << i << "]: " << x[i] << " vs " << y[i] << " (bits " << std::hex << FloatBits(x[i])
+               << " vs " << FloatBits(y[i]) << ")";
+            return false;
+        }
+    return true;
 }
 
 }  // namespace
 
 std::string Compare(const Scenario& a, const Scenario& b) {
     std::ostringstream os;
-    if (a.instances.size() != b.instances.size()) return "instance count differs";
-
-    auto floats = [&](const std::string& what, const float* x, const float* y, size_t n,
-                      const std::vector<std::string>* names = nullptr) -> bool {
-        for (size_t i = 0; i < n; ++i) {
-            if (!SameFloat(x[i], y[i])) {
-                os << what << "[" << i << "]";
-                if (names && i < names->size()) os << " (" << (*names)[i] << ")";
-                os << ": " << FloatText(x[i]) << " vs " << FloatText(y[i]);
-                return false;
-            }
-        }
-        return true;
-    };
-
     for (size_t i = 0; i < a.instances.size(); ++i) {
         const Instance& p = a.instances[i];
         const Instance& q = b.instances[i];
-        const int N = p.formatChannels;
         const std::string inst = "instance " + std::to_string(i) + ": ";
-        const int owner = static_cast<int>(i);
-        if (p.outBufs.size() != q.outBufs.size() || p.inBufs.size() != q.inBufs.size())
-            return inst + "buffer count differs";
-        auto sized = [&](const std::vector<float>& x, const std::vector<float>& y) { return x.size() == y.size(); };
-
-        for (int c = 0; c < N && !p.inPlace; ++c) {
-            const std::string users = SharedWith(a, owner, true, c);
-            const std::string what = inst + "output ch " + std::to_string(c) + " sample (" +
-                                     (users.empty() ? "rounded length " : "length, grown for its sharers, ") +
-                                     std::to_string(p.outBufs[c].size() - kCanaryFloats) + ", canary after)" + users;
-            if (!sized(p.outBufs[c], q.outBufs[c])) return what + ": size differs";
-            if (!floats(what, p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size())) return os.str();
-        }
-        for (size_t c = 0; c < p.inBufs.size(); ++c) {
-            const std::string what = inst + (p.inPlace && c < size_t(N) ? "in-place buffer ch " : "input ch ") +
-                                     std::to_string(c) + " sample" + SharedWith(a, owner, false, static_cast<int>(c));
-            if (!sized(p.inBufs[c], q.inBufs[c])) return what + ": size differs";
-            if (!floats(what, p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size())) return os.str();
-        }
-
+        for (size_t c = 0; c < p.outBufs.size(); ++c)
+            if (!SameFloats(os, inst + "output ch " + std::to_string(c), p.outBufs[c].data(), q.outBufs[c].data(),
+                            p.outBufs[c].size()))
+                return os.str();
+        for (size_t c = 0; c < p.inBufs.size(); ++c)
+            if (!SameFloats(os, inst + "input ch " + std::to_string(c), p.inBufs[c].data(), q.inBufs[c].data(),
+                            p.inBufs[c].size()))
+                return os.str();
         for (size_t r = 0; r < p.dynState.size(); ++r) {
             uint32_t wp[15], wq[15];
             ToWords(p.dynState[r], wp);
             ToWords(q.dynState[r], wq);
-            for (int w = 0; w < 15; ++w) {
-                const bool same = kDynStateFields[w].isInt
-                                      ? wp[w] == wq[w]
-                                      : SameFloat(model::FromBits(wp[w]), model::FromBits(wq[w]));
-                if (!same) {
-                    os << inst << "dynState[" << r << "]" << (r == size_t(N) ? " (canary record)" : "")
-                       << "." << kDynStateFields[w].name << BlockSharedWith(a, owner, &Instance::dynStateOf) << ": ";
-                    if (kDynStateFields[w].isInt)
-                        os << static_cast<int32_t>(wp[w]) << " vs " << static_cast<int32_t>(wq[w]);
-                    else
-                        os << FloatText(model::FromBits(wp[w])) << " vs " << FloatText(model::FromBits(wq[w]));
-                    return os.str();
-                }
-            }
+            for (int w = 0; w < 15; ++w)
+                if (IsIntStateWord(w) ? wp[w] != wq[w] : !SameFloat(model::FromBits(wp[w]), model::FromBits(wq[w])))
+                    return inst + "dynState[" + std::to_string(r) + "] word " + std::to_string(w) + ": " +
+                           std::to_string(wp[w]) + " vs " + std::to_string(wq[w]) + " (bits)";
         }
         for (size_t r = 0; r < p.eqCoefs.size(); ++r) {
-            const std::string rec = inst + (r == 0 ? "eqCoefs" : "eqCoefs canary record") +
-                                    BlockSharedWith(a, owner, &Instance::eqCoefsOf);
-            if (!floats(rec + ".coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount)) return os.str();
+            const std::string rec = inst + "eqCoefs[" + std::to_string(r) + "]";
+            if (!SameFloats(os, rec + ".coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount)) return os.str();
             for (int k = 0; k < EQ_kCoefCount; ++k)
-                if (!SameDouble(p.eqCoefs[r].accum[k], q.eqCoefs[r].accum[k])) {
-                    os << rec << ".accum[" << k << "]: " << DoubleText(p.eqCoefs[r].accum[k]) << " vs "
-                       << DoubleText(q.eqCoefs[r].accum[k]);
-                    return os.str();
-                }
+                if (!SameDouble(p.eqCoefs[r].accum[k], q.eqCoefs[r].accum[k]))
+                    return rec + ".accum[" + std::to_string(k) + "] differs";
         }
         for (size_t r = 0; r < p.eqState.size(); ++r) {
-            const std::string rec = inst + "eqState[" + std::to_string(r) + "]" +
-                                    (r == size_t(N) ? " (canary record)" : "") +
-                                    BlockSharedWith(a, owner, &Instance::eqStateOf);
-            if (!floats(rec + ".z1", p.eqState[r].z1, q.eqState[r].z1, EQ_kMaxSections)) return os.str();
-            if (!floats(rec + ".z2", p.eqState[r].z2, q.eqState[r].z2, EQ_kMaxSections)) return os.str();
-            if (!floats(rec + ".spare", &p.eqState[r].spare, &q.eqState[r].spare, 1)) return os.str();
+            const std::string rec = inst + "eqState[" + std::to_string(r) + "]";
+            if (!SameFloats(os, rec + ".z1", p.eqState[r].z1, q.eqState[r].z1, EQ_kMaxSections) ||
+                !SameFloats(os, rec + ".z2", p.eqState[r].z2, q.eqState[r].z2, EQ_kMaxSections) ||
+                !SameFloats(os, rec + ".spare", &p.eqState[r].spare, &q.eqState[r].spare, 1))
+                return os.str();
         }
-        std::vector<std::string> names;
-        for (int c = 0; c < N; ++c) names.push_back("inputPeaks[" + std::to_string(c) + "]");
-        for (int c = 0; c < N; ++c) names.push_back("outputPeaks[" + std::to_string(c) + "]");
-        for (int j = 0; j < 4 + N; ++j) names.push_back("dynamicsRunState[" + std::to_string(j) + "]");
-        for (int j = 0; j < kCanaryFloats; ++j) names.push_back("canary past the private block");
-        if (!floats(inst + "private block" + BlockSharedWith(a, owner, &Instance::privOf), p.priv.data(),
-                    q.priv.data(), p.priv.size(), &names))
-            return os.str();
+        // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary.
+        if (!SameFloats(os, inst + "private block", p.priv.data(), q.priv.data(), p.priv.size())) return os.str();
     }
-    // Read-only blocks must be read-only.
-    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0)
-        return "a Dyn_SCoefsBlock was written";
-    if (std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0)
-        return "an EQ_SCoefs was written";
-    if (a.counts != b.counts || a.keyIndices != b.keyIndices) return "a host integer was written";
+    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
+        std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
+        a.counts != b.counts || a.keyIndices != b.keyIndices)
+        return "a read-only block was written";
     return {};
 }
 
 std::string Describe(const Scenario& s) {
     std::ostringstream os;
+    os.precision(9);
     os << "format " << model::kFormats[s.format].name << ", " << s.instances.size() << " instance(s) in call order:";
     for (const SChannelStrip_Alg_Context* p : s.order) {
-        size_t i = 0;
-        while (&s.instances[i].ctx != p) ++i;
+        const int i = s.IndexOf(p);
         const Instance& in = s.instances[i];
-        const Dyn_SCoefsBlock& K = s.dynCoefs[in.dynCoefSlot];
-        const EQ_SCoefs& T = s.eqTargets[in.eqTargetSlot];
-        os << "\n  #" << i << ": count " << s.counts[in.countSlot] << ", key " << s.keyIndices[in.keySlot]
-           << (in.inPlace ? ", in place" : "") << ", eq [" << T.sectionBegin[0] << "," << T.sectionEnd[0]
-           << ") [" << T.sectionBegin[1] << "," << T.sectionEnd[1] << "), groups {";
+        const Dyn_SCoefsBlock& K = *p->dynCoefs;
+        const EQ_SCoefs& T = *p->eqTarget;
+        os << "\n  #" << i << ": count " << *p->sampleCount << ", key " << *p->sideChainIndex
+           << (in.inPlace ? ", in place" : "") << ", eq [" << T.sectionBegin[0] << "," << T.sectionEnd[0] << ") ["
+           << T.sectionBegin[1] << "," << T.sectionEnd[1] << "), groups {";
         for (int c = 0; c < in.formatChannels; ++c) os << (c ? "," : "") << K.channelGroup[c];
-        os << "}, detectorMode " << K.detectorMode << ", keySource " << K.keySource << ", keyListen "
-           << K.keyListen << ", bypass " << K.bypass << ", hold " << K.holdSamples << ", rate "
-           << FloatText(s.instances[in.dynStateOf >= 0 ? in.dynStateOf : i].dynState[0].dezipRate);
-        const std::string shared = DescribeSharing(s, static_cast<int>(i));
-        if (!shared.empty()) os << ", shares: " << shared;
+        os << "}, detectorMode " << K.detectorMode << ", keySource " << K.keySource << ", keyListen " << K.keyListen
+           << ", bypass " << K.bypass << ", hold " << K.holdSamples << ", rate " << p->dynState[0].dezipRate;
+        auto ref = [&](const char* what, size_t j, const BufferRef& r) {
+            if (r.instance >= 0)
+                os << ", " << what << " " << j << " = #" << r.instance << (r.output ? " output " : " input ")
+                   << r.channel << " +" << r.offset;
+        };
+        for (size_t j = 0; j < in.inShare.size(); ++j) ref("input", j, in.inShare[j]);
+        for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) ref("output", c, in.outShare[c]);
+        const std::pair<const char*, int> blocks[] = {
+            {"dynState", in.dynStateOf}, {"eqCoefs", in.eqCoefsOf}, {"eqState", in.eqStateOf}, {"private", in.privOf}};
+        for (const auto& [name, of] : blocks)
+            if (of >= 0) os << ", " << name << " of #" << of;
     }
     return os.str();
 }

@@ -2,22 +2,16 @@
 
 #include <algorithm>
 
+#include "support/entries.h"
+
 namespace robustness {
 
-AlgEntry_Fn Entry(stemstrip::Format f) {
-    static const AlgEntry_Fn entries[] = {
-        AlgEntry_16_Stem_Mono, AlgEntry_16_Stem_Stereo, AlgEntry_16_Stem_LCR, AlgEntry_16_Stem_Quad,
-        AlgEntry_16_Stem_LCRS, AlgEntry_16_Stem_5_0,    AlgEntry_16_Stem_5_1, AlgEntry_16_Stem_6_0,
-        AlgEntry_16_Stem_6_1,  AlgEntry_16_Stem_7_0,    AlgEntry_16_Stem_7_1,
-    };
-    return entries[static_cast<int>(f)];
-}
+AlgEntry_Fn Entry(stemstrip::Format f) { return stemstrip_test::kEntries[static_cast<int>(f)]; }
 
 scenario::Scenario MakeBank(stemstrip::Format f, int instances, int samples, const stemstrip::CoefficientSet& set) {
     const int n = stemstrip::ChannelCount(f);
     scenario::Scenario s;
     s.format = static_cast<int>(f);
-    s.bufferLength = samples;
     s.counts = {samples};
     s.keyIndices = {0};
     s.dynCoefs = {set.dyn};

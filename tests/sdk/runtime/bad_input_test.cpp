@@ -33,7 +33,6 @@ TEST(BadInput, ConstructionArguments) {
     EXPECT_THAT(MessageOf<UsageError>([] { Instance(static_cast<Format>(42), {}, kRate); }),
                 HasSubstr("format = 42"));
     EXPECT_THAT(MessageOf<UsageError>([] { Instance(Format::Mono, {}, 1000.0); }), HasSubstr("sampleRate = 1000"));
-    EXPECT_THAT(MessageOf<UsageError>([] { Instance(Format::Mono, {}, std::nan("")); }), HasSubstr("sampleRate = nan"));
     InstanceOptions odd;
     odd.stagingSamples = 20;
     EXPECT_THAT(MessageOf<UsageError>([&] { Instance(Format::Mono, {}, kRate, odd); }),
@@ -90,8 +89,6 @@ TEST(BadInput, CApiReportsThroughLastError) {
     using ::testing::HasSubstr;
     EXPECT_EQ(stemstrip_sdk_create("7.2", kRate, 0), nullptr);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("format name = '7.2' is unknown"));
-    EXPECT_EQ(stemstrip_sdk_create("mono", -1.0, 0), nullptr);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("sampleRate = -1"));
     EXPECT_EQ(stemstrip_sdk_set(nullptr, "bypass=1"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("strip is null"));
     EXPECT_EQ(stemstrip_sdk_latency(nullptr), -1);
@@ -103,10 +100,6 @@ TEST(BadInput, CApiReportsThroughLastError) {
     ASSERT_NE(strip, nullptr);
     EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; compressor.ratio=abc"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("compressor.ratio = 'abc' is not a number"));
-    EXPECT_EQ(stemstrip_sdk_set(strip, "bands[9].enabled=1"), -1);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("bands[9].enabled: index 9 is out of range: 0..7"));
-    EXPECT_EQ(stemstrip_sdk_set(strip, "detector.mode=loud"), -1);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("valid are Peak, Average"));
     EXPECT_EQ(stemstrip_sdk_set(strip, "expander.ratio=1000"), -1);
     EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("expander.ratio = 1000"));
     for (const std::string runaway : {"compressor.ratio=" + std::string(5000, '7') + "x", std::string(5000, 'q') + "=1"}) {

@@ -3,6 +3,7 @@
 // smoothing, which glides linear factors) within 5 % of the set time.
 #include <gtest/gtest.h>
 
+#include "stemstrip/design.hpp"
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
@@ -99,4 +100,16 @@ TEST(TimeConstants, MakeupGlidesAtSmoothingTimeAndFirstCallRunsAtSettings) {
     EXPECT_NEAR(glide, 20.0, 1.0);
     EXPECT_NEAR(after.back(), 18.0, 1e-3);
     RecordProperty("makeup_glide_ms", std::to_string(glide));
+}
+
+// The detector's peak decay and averaging pole fall to 1/e in their times
+// (20 ms and 30 ms: 960 and 1440 samples at 48 kHz).
+TEST(TimeConstants, DetectorDecaysToOneOverEInItsTimes) {
+    Settings s;
+    s.detector.peakDecayMs = 20.0;
+    s.detector.averageMs = 30.0;
+    const Dyn_SCoefsBlock k = Design(s, Format::Mono, kRate).dyn;
+    EXPECT_NEAR(std::pow(double(k.peakDecay), 960.0), std::exp(-1.0), 1e-4);
+    EXPECT_NEAR(std::pow(double(k.levelA1), 1440.0), std::exp(-1.0), 1e-4);
+    EXPECT_NEAR(k.levelB0 / (1.0 - k.levelA1), 1.0, 1e-6);  // unity gain at DC
 }

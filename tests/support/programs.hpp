@@ -1,30 +1,28 @@
-// Running the real `stemstrip` program from a test, and the scratch
-// directories its files go to.
+// Running real programs from a test (the stemstrip CLI, LV2 hosts), and the
+// scratch directories their files go to.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace cli_test {
+namespace stemstrip_test {
 
-struct CliRun {
+struct ProgramRun {
     int exitCode = -1;  // -1: killed by a signal
     std::string out, err;
 };
 
-struct RunLimits {
+struct RunOptions {
     int64_t maxFileBytes = 0;  // RLIMIT_FSIZE for the child; 0 = none
+    std::vector<std::pair<std::string, std::string>> environment;  // set in the child
 };
 
-// In a forked child: becomes the program built by this tree, run with `args`.
-[[noreturn]] void ExecCli(const std::vector<std::string>& args);
+// Runs argv (argv[0] is the program's path) and collects what it printed.
+ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options = {});
 
-// Runs the program built by this tree with `args`, stdout and stderr captured.
-CliRun RunCli(const std::vector<std::string>& args, RunLimits limits = {});
-
-// A fresh directory under the test's working directory, removed afterwards.
 class ScratchDir {
 public:
     explicit ScratchDir(const std::string& name);
@@ -40,7 +38,4 @@ private:
     std::filesystem::path path_;
 };
 
-std::string ReadBytes(const std::string& path);
-void WriteBytes(const std::string& path, const std::string& bytes);
-
-}  // namespace cli_test
+}  // namespace stemstrip_test

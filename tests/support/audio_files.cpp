@@ -1,9 +1,12 @@
-#include "wav_bytes.hpp"
+#include "audio_files.hpp"
+
+#include <fstream>
+#include <sstream>
 
 #include <cstring>
 #include <stdexcept>
 
-namespace cli_test {
+namespace stemstrip_test {
 namespace {
 
 constexpr uint16_t kFloatTag = 3, kExtensibleTag = 0xFFFE;
@@ -24,7 +27,7 @@ uint32_t Get(const std::string& in, size_t at, int bytes) {
 
 }  // namespace
 
-std::string WavBytes(const FloatAudio& a, std::optional<uint32_t> mask) {
+std::string WavBytes(const Audio& a, std::optional<uint32_t> mask) {
     std::string fmt;
     Put(fmt, mask ? kExtensibleTag : kFloatTag, 2);
     Put(fmt, a.channels, 2);
@@ -94,4 +97,39 @@ ParsedWav ParseWav(const std::string& bytes) {
     throw std::runtime_error("WAV: no data chunk");
 }
 
-}  // namespace cli_test
+std::string ReadBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+void WriteBytes(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
+
+void WriteWav(const std::string& path, const Audio& audio, std::optional<uint32_t> mask) {
+    WriteBytes(path, WavBytes(audio, mask));
+}
+
+Audio ReadWav(const std::string& path) {
+    const ParsedWav wav = ParseWav(ReadBytes(path));
+    if (wav.bitsPerSample != 32 || wav.audio.samples.size() % wav.channels != 0)
+        throw std::runtime_error(path + ": not 32-bit float audio");
+    return wav.audio;
+}
+
+std::string FirstDifference(const Audio& expected, const Audio& actual, int64_t shift) {
+    if (expected.channels != actual.channels || expected.sampleRate != actual.sampleRate ||
+        expected.frames() != actual.frames())
+        return "shape differs: " + std::to_string(expected.channels) + " x " + std::to_string(expected.frames()) +
+               " at " + std::to_string(expected.sampleRate) + " Hz expected, " + std::to_string(actual.channels) +
+               " x " + std::to_string(actual.frames()) + " at " + std::to_string(actual.sampleRate) + " Hz written";
+    for (int64_t t = shift; t < actual.frames(); ++t)
+        for (int c = 0; c < actual.channels; ++c)
+            if (std::memcmp(&expected.samples[(t - shift) * expected.channels + c], &actual.samples[t * actual.channels + c],
+                            sizeof(float)) != 0)
+                return "frame " + std::to_string(t) + " channel " + std::to_string(c) + ": expected " +
+                       std::to_string(expected.at(t - shift, c)) + ", written " + std::to_string(actual.at(t, c));
+    return "";
+}
+
+}  // namespace stemstrip_test

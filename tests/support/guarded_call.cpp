@@ -5,14 +5,13 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "guarded_memory.h"
 
-namespace fuzzcase {
+namespace stemstrip_test {
 namespace {
-
-using stemstrip_test::GuardedArena;
 
 // Exact-size heap blocks: AddressSanitizer's redzones around each one catch
 // what the guard pages would, in code it instruments, at a fraction of the
@@ -45,6 +44,8 @@ size_t Samples(const std::vector<float>& buffer) { return buffer.size() - scenar
 
 struct PlacedInstance {
     std::vector<float*> in, out;
+    float* const* outPtrs;
+    float** privPtr;
     Dyn_SState* dynState;
     EQ_SDezipCoefs* eqCoefs;
     EQ_SState* eqState;
@@ -54,6 +55,7 @@ struct PlacedInstance {
 
 template <class Arena>
 void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
+    constexpr bool kRevokes = std::is_same_v<Arena, GuardedArena>;  // heap blocks stay open: copied back and compared
     Arena arena;
     std::vector<const void*> readOnly;
     auto shared = [&](const auto& values) {
@@ -88,6 +90,8 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         const float* const* inPtrs = Place(arena, const_cast<const float* const*>(g.in.data()), g.in.size());
         float* const* outPtrs = Place(arena, g.out.data(), g.out.size());
         float** privPtr = Place(arena, &g.priv, 1);
+        g.outPtrs = outPtrs;
+        g.privPtr = privPtr;
         const SChannelStrip_Alg_Context ctx{inPtrs, outPtrs, keys[src.keySlot], counts[src.countSlot],
                                             dynCoefs[src.dynCoefSlot], g.dynState, eqTargets[src.eqTargetSlot],
                                             g.eqCoefs, g.eqState, privPtr};
@@ -103,12 +107,28 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
     readOnly.push_back(begin);
 
     for (const void* block : readOnly) arena.Protect(block, PROT_READ);
+    std::vector<bool> slotRead(s.dynCoefs.size() + s.eqTargets.size());
+    for (const scenario::Instance& src : s.instances)
+        if (s.counts[src.countSlot] >= 1) slotRead[src.dynCoefSlot] = slotRead[s.dynCoefs.size() + src.eqTargetSlot] = true;
+    for (size_t i = 0; i < s.instances.size(); ++i) {
+        const scenario::Instance& src = s.instances[i];
+        const PlacedInstance& g = placed[i];
+        if (s.counts[src.countSlot] >= 1) continue;
+        for (const void* block : {static_cast<const void*>(g.outPtrs), static_cast<const void*>(g.privPtr),
+                                  static_cast<const void*>(g.dynState), static_cast<const void*>(g.eqCoefs),
+                                  static_cast<const void*>(g.eqState), static_cast<const void*>(g.priv)})
+            arena.Protect(block, PROT_NONE);
+        for (int c = 0; c < src.formatChannels && !src.inPlace; ++c) arena.Protect(g.out[c], PROT_NONE);
+        if (!slotRead[src.dynCoefSlot]) arena.Protect(dynCoefs[src.dynCoefSlot], PROT_NONE);
+        if (!slotRead[s.dynCoefs.size() + src.eqTargetSlot]) arena.Protect(eqTargets[src.eqTargetSlot], PROT_NONE);
+    }
     entry(begin, begin + order.size());
 
     for (size_t i = 0; i < s.instances.size(); ++i) {
         scenario::Instance& dst = s.instances[i];
         const PlacedInstance& g = placed[i];
         const int n = dst.formatChannels;
+        if (kRevokes && s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
         for (int c = 0; c < n; ++c) {
             std::vector<float>& b = dst.inPlace ? dst.inBufs[c] : dst.outBufs[c];
             std::copy(g.out[c], g.out[c] + Samples(b), b.begin());
@@ -125,4 +145,4 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
 void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<GuardedArena>(entry, s); }
 void CallOnHeapCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<HeapArena>(entry, s); }
 
-}  // namespace fuzzcase
+}  // namespace stemstrip_test

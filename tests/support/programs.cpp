@@ -1,4 +1,4 @@
-#include "cli_process.hpp"
+#include "programs.hpp"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -6,23 +6,28 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
+#include <cstdlib>
 #include <stdexcept>
 
-namespace cli_test {
+#include "audio_files.hpp"
+
+namespace stemstrip_test {
 namespace fs = std::filesystem;
 
-void ExecCli(const std::vector<std::string>& args) {
-    std::vector<char*> argv{const_cast<char*>(STEMSTRIP_CLI_PATH)};
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(STEMSTRIP_CLI_PATH, argv.data());
+namespace {
+
+[[noreturn]] void ExecProgram(const std::vector<std::string>& argv) {
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
     _exit(127);
 }
 
-CliRun RunCli(const std::vector<std::string>& args, RunLimits limits) {
-    const std::string outPath = fs::temp_directory_path() / ("cli_test_out_" + std::to_string(getpid()));
+}  // namespace
+
+ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) {
+    const std::string outPath = fs::temp_directory_path() / ("stemstrip_test_out_" + std::to_string(getpid()));
     const std::string errPath = outPath + ".err";
     const pid_t child = fork();
     if (child < 0) throw std::runtime_error("fork failed");
@@ -31,15 +36,16 @@ CliRun RunCli(const std::vector<std::string>& args, RunLimits limits) {
         const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
-        if (limits.maxFileBytes > 0) {
-            const rlimit limit{static_cast<rlim_t>(limits.maxFileBytes), static_cast<rlim_t>(limits.maxFileBytes)};
+        if (options.maxFileBytes > 0) {
+            const rlimit limit{static_cast<rlim_t>(options.maxFileBytes), static_cast<rlim_t>(options.maxFileBytes)};
             setrlimit(RLIMIT_FSIZE, &limit);
         }
-        ExecCli(args);
+        for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
+        ExecProgram(argv);
     }
     int status = 0;
     waitpid(child, &status, 0);
-    CliRun run;
+    ProgramRun run;
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     run.out = ReadBytes(outPath);
     run.err = ReadBytes(errPath);
@@ -66,15 +72,4 @@ std::vector<std::string> ScratchDir::Listing() const {
     return names;
 }
 
-std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
-
-void WriteBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-}  // namespace cli_test
+}  // namespace stemstrip_test
