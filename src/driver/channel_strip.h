@@ -5,8 +5,7 @@
 // independent mono or stereo instances go side by side in vector lanes.
 #pragma once
 
-#include "../dynamics/channel_lanes.h"
-#include "../dynamics/channel_processing.h"
+#include "../dynamics/channel_side.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_sections.h"
 #include "../output/output_meters.h"
@@ -78,14 +77,16 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         !call.gliding && !EQ_StagesShareASection(eqTarget) && OwnAudioIsSeparate<N>(ctx, call.key, blocks);
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
+    Dynamics_Lanes<ChannelLanes<N>> dynamicsLanes;
+    Dynamics_LoadInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
         const auto before = [&](int sub) {
             EQ_ProcessLanes<N>(eqCoefs, eqLanes, ctx->inputs, outputs, sub, eqTarget->sectionBegin[0],
                                eqTarget->sectionEnd[0], blockStart);
         };
         const auto dynamics = [&](int sub) {
-            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub,
-                                                         call.dynamicsRunState, blockStart);
+            Dynamics_AlgorithmProcessFunction<N, Groups>(dynamicsLanes, *ctx->dynCoefs, outputs, outputs, call.key,
+                                                         blockStart + sub);
         };
         const auto after = [&](int sub) {
             EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
@@ -104,6 +105,7 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         }
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
+    Dynamics_StoreInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
 }
 
 // Three or more channels, each in a lane of one vector: a sub-block stays in
@@ -122,8 +124,9 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
     const bool keyRead = k.keySource == 1 && call.key != nullptr;
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
-    Dynamics_LaneState<N, Groups> dynamics;
-    Dynamics_LoadLanes(dynamics, ctx, call.dynamicsRunState);
+    const bool useKey = k.keySource == 1 && call.key != nullptr;
+    Dynamics_Lanes<ChannelLanes<N>> dynamics;
+    Dynamics_LoadInstance<N>(dynamics, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
         ForEachSubBlock<BlockSize>(call, [&](int sub) {
             const int at = blockStart + sub;
@@ -131,17 +134,17 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
             GatherSubBlock<W, N>(x, ctx->inputs, at);
             EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
             if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
-            Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
+            Lanes<W> source[1][kSubBlock], sideChain[1][kSubBlock], gain[1][kSubBlock];
+            for (int i = 0; i < kSubBlock; ++i) source[0][i] = useKey ? Splat<W>(call.key[at + i]) : x[i];
+            Dynamics_SubBlock<N>(dynamics, k, source, sideChain, gain);
+            for (int i = 0; i < kSubBlock; ++i) x[i] = ApplyGain(k.keyListen != 0, sideChain[0][i], x[i], gain[0][i]);
             EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
             ScatterSubBlock<W, N>(x, outputs, at);
         });
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
-    Dynamics_StoreLanes(dynamics, ctx->dynState, call.dynamicsRunState);
+    Dynamics_StoreInstance<N>(dynamics, ctx, call.dynamicsRunState);
 }
-
-template <int N>
-inline constexpr bool kChannelsInLanes = N >= 3 && kLanes<N> >= N;
 
 // One instance alone, from the block at firstBlockStart to its sample count.
 template <int N, int BlockSize, int Groups>
