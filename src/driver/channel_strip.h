@@ -132,13 +132,15 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
             const int at = blockStart + sub;
             Lanes<W> x[kSubBlock];
             GatherSubBlock<W, N>(x, ctx->inputs, at);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
+            EQ_RunSections(eqCoefs->coefs, eqLanes.z1[0], eqLanes.z2[0], x, eqTarget->sectionBegin[0],
+                           eqTarget->sectionEnd[0]);
             if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
             Lanes<W> source[1][kSubBlock], sideChain[1][kSubBlock], gain[1][kSubBlock];
             for (int i = 0; i < kSubBlock; ++i) source[0][i] = useKey ? Splat<W>(call.key[at + i]) : x[i];
             Dynamics_SubBlock<N>(dynamics, k, source, sideChain, gain);
             for (int i = 0; i < kSubBlock; ++i) x[i] = ApplyGain(k.keyListen != 0, sideChain[0][i], x[i], gain[0][i]);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+            EQ_RunSections(eqCoefs->coefs, eqLanes.z1[0], eqLanes.z2[0], x, eqTarget->sectionBegin[1],
+                           eqTarget->sectionEnd[1]);
             ScatterSubBlock<W, N>(x, outputs, at);
         });
     });

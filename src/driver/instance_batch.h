@@ -10,7 +10,7 @@
 #include "../dynamics/dyn_coef_lanes.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_instance_lanes.h"
-#include "../output/output_meter_lanes.h"
+#include "../output/output_meters.h"
 #include "batch_independence.h"
 
 namespace stemstrip {

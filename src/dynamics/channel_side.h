@@ -5,58 +5,20 @@
 // applied, key listening and mirroring of each group's gain meter into its
 // members' slots.
 //
-// A layout places channels in units (floats or lane vectors) and lanes:
-// - ChannelLanes<N>: one instance; channel u*W + l in unit u, lane l. With
-//   one lane every channel is a unit and groups link units; with a full
-//   vector one unit holds every channel and groups link lanes (lane
-//   permutations).
-// - InstanceLanes<N, W>: W instances of one group each, side by side;
-//   channel u of every instance in unit u, instance l in lane l.
-// Only owner lanes' gain-computer states are stored, so the result is that
-// of running one gain computer per group.
+// The layouts (lane_layouts.h) say which channel each unit and lane carry.
+// With one lane per unit groups link units; with channels in lanes they link
+// lanes (lane permutations). Only owner lanes' gain-computer states are
+// stored, so the result is that of running one gain computer per group.
 #pragma once
 
 #include "../biquad_step.h"
+#include "../lane_layouts.h"
 #include "gain_computer.h"
 #include "stemstrip.h"
 
 namespace stemstrip {
 
 inline constexpr int kFirstChannelMeter = 4;
-
-template <int N>
-inline constexpr bool kChannelsInLanes = N >= 3 && kLanes<N> >= N;
-
-template <int W>
-struct LaneTypeOf {
-    using type = Lanes<W>;
-};
-template <>
-struct LaneTypeOf<1> {
-    using type = float;
-};
-
-template <int N>
-struct ChannelLanes {
-    static constexpr int W = kChannelsInLanes<N> ? kLanes<N> : 1;
-    static constexpr int kUnits = (N + W - 1) / W;
-    static constexpr int kActive = N < W ? N : W;  // lanes that read the tables
-    static constexpr bool kLanesLink = W > 1;
-    using V = typename LaneTypeOf<W>::type;
-    using Meter = float;  // meters of the one instance
-    static int Channel(int unit, int lane) { return unit * W + lane; }
-};
-
-template <int N, int Width>
-struct InstanceLanes {
-    static constexpr int W = Width;
-    static constexpr int kUnits = N;
-    static constexpr int kActive = W;
-    static constexpr bool kLanesLink = false;
-    using V = Lanes<W>;
-    using Meter = V;  // each lane its instance's meters
-    static int Channel(int unit, int) { return unit; }
-};
 
 template <typename L>
 struct Dynamics_Lanes {
