@@ -8,6 +8,7 @@
 #include "../dynamics/channel_side.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_sections.h"
+#include "../eq/eq_wavefront.h"
 #include "../output/output_meters.h"
 #include "instance_batch.h"
 #include "stemstrip.h"
@@ -65,7 +66,8 @@ inline bool EQ_StagesShareASection(const EQ_SCoefs* target) {
 // named: any channel count, any buffer layout. A settled instance whose EQ
 // stages share no section and whose audio buffers do not partly overlap
 // runs them stage after stage over the whole block, which leaves the
-// processor more independent work in flight.
+// processor more independent work in flight: each EQ stage with its sections
+// side by side, the dynamics of a single group over the whole block.
 template <int N, int BlockSize, int Groups>
 void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
     SChannelStrip_Alg_Context* ctx = call.ctx;
@@ -77,6 +79,11 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         !call.gliding && !EQ_StagesShareASection(eqTarget) && OwnAudioIsSeparate<N>(ctx, call.key, blocks);
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
+    EQ_Wavefront<N> eqBefore, eqAfter;
+    const bool wavefront =
+        kSectionLanes && stageMajor &&
+        EQ_WavefrontLoad(eqBefore, eqCoefs, ctx->eqState, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]) &&
+        EQ_WavefrontLoad(eqAfter, eqCoefs, ctx->eqState, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
     Dynamics_Lanes<ChannelLanes<N>> dynamicsLanes;
     Dynamics_LoadInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
@@ -93,9 +100,22 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
                                eqTarget->sectionEnd[1], blockStart);
         };
         if (stageMajor) {
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) before(sub);
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) dynamics(sub);
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) after(sub);
+            if (wavefront) {
+                EQ_WavefrontRun<N, BlockSize>(eqBefore, ctx->inputs, outputs, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) before(sub);
+            }
+            if constexpr (Groups == 1) {
+                Dynamics_AlgorithmProcessFunction<N, Groups, BlockSize>(dynamicsLanes, *ctx->dynCoefs, outputs,
+                                                                        outputs, call.key, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) dynamics(sub);
+            }
+            if (wavefront) {
+                EQ_WavefrontRun<N, BlockSize>(eqAfter, outputs, outputs, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) after(sub);
+            }
         } else {
             ForEachSubBlock<BlockSize>(call, [&](int sub) {
                 before(sub);
@@ -105,6 +125,10 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         }
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
+    if (wavefront) {
+        EQ_WavefrontStore(eqBefore, ctx->eqState);
+        EQ_WavefrontStore(eqAfter, ctx->eqState);
+    }
     Dynamics_StoreInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
 }
 

@@ -155,19 +155,21 @@ inline V ApplyGain(Listen listen, V sideChain, V x, V gain) {
     return listen ? sideChain : x * gain;
 }
 
-// One sub-block: each unit's detector input in, its filtered side chain and
-// the gain it applies out. The groups' gain computers run, and raise the
-// meters, in the order of their first channels.
-template <int N, typename L, typename K>
-inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L::V (*source)[kSubBlock],
-                              typename L::V (*sideChain)[kSubBlock], typename L::V (*gain)[kSubBlock]) {
+// S samples (one sub-block, or several when the instance has one group):
+// each unit's detector input in, its filtered side chain and the gain it
+// applies out. The groups' gain computers run, and raise the meters, in the
+// order of their first channels.
+template <int N, int S = kSubBlock, typename L, typename K>
+inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L::V (*source)[S],
+                              typename L::V (*sideChain)[S], typename L::V (*gain)[S]) {
     using V = typename L::V;
-    V rows[L::kUnits][kSubBlock] = {};
+    V rows[L::kUnits][S] = {};
     for (int u = 0; u < L::kUnits; ++u) {
-        for (int i = 0; i < kSubBlock; ++i) {
+        V z1 = s.detectorZ1[u], z2 = s.detectorZ2[u];  // in registers: the stores below could alias s
+        for (int i = 0; i < S; ++i) {
             sideChain[u][i] = BiquadStep(source[u][i], Broadcast<V>(k.detFilterB0), Broadcast<V>(k.detFilterB1),
                                          Broadcast<V>(k.detFilterB2), Broadcast<V>(k.detFilterA1),
-                                         Broadcast<V>(k.detFilterA2), s.detectorZ1[u], s.detectorZ2[u]);
+                                         Broadcast<V>(k.detFilterA2), z1, z2);
             const V magnitude = Abs(sideChain[u][i]);
             if constexpr (L::kLanesLink) {
                 for (int p = 0; p < s.partners; ++p) KeepMax(rows[s.groupOf[u]][i], Permute(magnitude, s.partner[p]));
@@ -175,10 +177,12 @@ inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L
                 KeepMax(rows[s.groupOf[u]][i], magnitude);  // NaN never enters
             }
         }
+        s.detectorZ1[u] = z1;
+        s.detectorZ2[u] = z2;
     }
     for (int g = 0; g < s.groups; ++g) {
-        GainMeterInputs<V> meterInputs;
-        ComputeGains<V, L::kActive>(k, s.rate, s.gain[g], rows[g], meterInputs);
+        GainMeterInputs<V, S> meterInputs;
+        ComputeGains<V, L::kActive, S>(k, s.rate, s.gain[g], rows[g], meterInputs);
         constexpr int kRaisedApart = __is_same(typename L::Meter, V) ? 1 : L::W;
         for (int l = 0; l < kRaisedApart; ++l) {
             const int c = L::Channel(s.firstUnit[g], l);
@@ -186,7 +190,7 @@ inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L
         }
     }
     for (int u = 0; u < L::kUnits; ++u) {
-        for (int i = 0; i < kSubBlock; ++i) {
+        for (int i = 0; i < S; ++i) {
             if constexpr (L::kLanesLink) {
                 gain[u][i] = Permute(rows[s.groupOf[u]][i], s.ownerLane);
             } else {
@@ -196,28 +200,30 @@ inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L
     }
 }
 
-// The stage through the buffers of one instance: every side-chain source is
-// read before anything is written (the call works in place), then each
-// channel in turn is read and written.
-template <int N, int G>
+// The stage through the buffers of one instance, over S samples from `at`:
+// every side-chain source is read before anything is written (the call
+// works in place), then each channel in turn is read and written. Several
+// sub-blocks at once only for one group (the meters' order) and buffers that
+// do not partly overlap.
+template <int N, int G, int S = kSubBlock>
 void Dynamics_AlgorithmProcessFunction(Dynamics_Lanes<ChannelLanes<N>>& s, const Dyn_SCoefsBlock& k,
                                        const float* const* in, float* const* out, const float* key, int at) {
     using L = ChannelLanes<N>;
     using V = typename L::V;
-    static_assert(G >= 1);
+    static_assert(S == kSubBlock || G == 1, "groups raise the meters sub-block by sub-block");
     const bool useKey = k.keySource == 1 && key != nullptr;
-    V source[L::kUnits][kSubBlock] = {}, sideChain[L::kUnits][kSubBlock], gain[L::kUnits][kSubBlock];
+    V source[L::kUnits][S] = {}, sideChain[L::kUnits][S], gain[L::kUnits][S];
     for (int u = 0; u < L::kUnits; ++u) {
         for (int l = 0; l < L::W && L::Channel(u, l) < N; ++l) {
             const float* from = useKey ? key : in[L::Channel(u, l)];
-            for (int i = 0; i < kSubBlock; ++i) SetLane(source[u][i], l, from[at + i]);
+            for (int i = 0; i < S; ++i) SetLane(source[u][i], l, from[at + i]);
         }
     }
-    Dynamics_SubBlock<N>(s, k, source, sideChain, gain);
+    Dynamics_SubBlock<N, S>(s, k, source, sideChain, gain);
     for (int u = 0; u < L::kUnits; ++u) {
         for (int l = 0; l < L::W && L::Channel(u, l) < N; ++l) {
             const int c = L::Channel(u, l);
-            for (int i = 0; i < kSubBlock; ++i) {
+            for (int i = 0; i < S; ++i) {
                 out[c][at + i] = ApplyGain(k.keyListen != 0, LaneOf(sideChain[u][i], l), in[c][at + i],
                                            LaneOf(gain[u][i], l));
             }
