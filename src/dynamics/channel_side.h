@@ -39,6 +39,18 @@ struct Dynamics_Lanes {
     Meter channelMeter[L::kUnits * L::W];  // by channel; only owners' are raised
 };
 
+// A single unit is its one group; saying so at compile time keeps the
+// rows in registers.
+template <typename L>
+inline int GroupOf(const Dynamics_Lanes<L>& s, int unit) {
+    return L::kUnits == 1 ? 0 : s.groupOf[unit];
+}
+
+template <typename L>
+inline int GroupCount(const Dynamics_Lanes<L>& s) {
+    return L::kUnits == 1 ? 1 : s.groups;
+}
+
 template <typename L>
 inline bool IsOwnerLane(const Dynamics_Lanes<L>& s, int lane) {
     return LaneOf<int32_t>(s.ownerLane, lane) == lane;
@@ -172,15 +184,15 @@ inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L
                                          Broadcast<V>(k.detFilterA2), z1, z2);
             const V magnitude = Abs(sideChain[u][i]);
             if constexpr (L::kLanesLink) {
-                for (int p = 0; p < s.partners; ++p) KeepMax(rows[s.groupOf[u]][i], Permute(magnitude, s.partner[p]));
+                for (int p = 0; p < s.partners; ++p) KeepMax(rows[GroupOf(s, u)][i], Permute(magnitude, s.partner[p]));
             } else {
-                KeepMax(rows[s.groupOf[u]][i], magnitude);  // NaN never enters
+                KeepMax(rows[GroupOf(s, u)][i], magnitude);  // NaN never enters
             }
         }
         s.detectorZ1[u] = z1;
         s.detectorZ2[u] = z2;
     }
-    for (int g = 0; g < s.groups; ++g) {
+    for (int g = 0; g < GroupCount(s); ++g) {
         GainMeterInputs<V, S> meterInputs;
         ComputeGains<V, L::kActive, S>(k, s.rate, s.gain[g], rows[g], meterInputs);
         constexpr int kRaisedApart = __is_same(typename L::Meter, V) ? 1 : L::W;
@@ -192,9 +204,9 @@ inline void Dynamics_SubBlock(Dynamics_Lanes<L>& s, const K& k, const typename L
     for (int u = 0; u < L::kUnits; ++u) {
         for (int i = 0; i < S; ++i) {
             if constexpr (L::kLanesLink) {
-                gain[u][i] = Permute(rows[s.groupOf[u]][i], s.ownerLane);
+                gain[u][i] = Permute(rows[GroupOf(s, u)][i], s.ownerLane);
             } else {
-                gain[u][i] = rows[s.groupOf[u]][i];
+                gain[u][i] = rows[GroupOf(s, u)][i];
             }
         }
     }
