@@ -54,7 +54,8 @@ namespace stemstrip {
 
 // A layout: W lanes per unit of lane type V, kUnits units, and the channel
 // (of the lane's instance) that a unit and lane carry; kActive lanes hold
-// channels that read the tables; kLanesLink when groups link lanes.
+// channels that read the tables; kLanesLink when groups link lanes;
+// kOneGroup when the units always form one group.
 template <int N>
 inline constexpr bool kChannelsInLanes = N >= 3 && kLanes<N> >= N;
 
@@ -73,6 +74,7 @@ struct ChannelLanes {
     static constexpr int kUnits = (N + W - 1) / W;
     static constexpr int kActive = N < W ? N : W;  // lanes that read the tables
     static constexpr bool kLanesLink = W > 1;
+    static constexpr bool kOneGroup = kUnits == 1;  // units never link
     using V = typename LaneTypeOf<W>::type;
     using Meter = float;  // meters of the one instance
     static int Channel(int unit, int lane) { return unit * W + lane; }
@@ -84,6 +86,7 @@ struct InstanceLanes {
     static constexpr int kUnits = N;
     static constexpr int kActive = W;
     static constexpr bool kLanesLink = false;
+    static constexpr bool kOneGroup = true;  // batched instances link all their channels
     using V = Lanes<W>;
     using Meter = V;  // each lane its instance's meters
     static int Channel(int unit, int) { return unit; }

@@ -39,16 +39,16 @@ struct Dynamics_Lanes {
     Meter channelMeter[L::kUnits * L::W];  // by channel; only owners' are raised
 };
 
-// A single unit is its one group; saying so at compile time keeps the
-// rows in registers.
+// Saying at compile time that the units form one group keeps the rows in
+// registers.
 template <typename L>
 inline int GroupOf(const Dynamics_Lanes<L>& s, int unit) {
-    return L::kUnits == 1 ? 0 : s.groupOf[unit];
+    return L::kOneGroup ? 0 : s.groupOf[unit];
 }
 
 template <typename L>
 inline int GroupCount(const Dynamics_Lanes<L>& s) {
-    return L::kUnits == 1 ? 1 : s.groups;
+    return L::kOneGroup ? 1 : s.groups;
 }
 
 template <typename L>
