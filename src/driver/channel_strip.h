@@ -148,7 +148,6 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
     const bool keyRead = k.keySource == 1 && call.key != nullptr;
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
-    const bool useKey = k.keySource == 1 && call.key != nullptr;
     Dynamics_Lanes<ChannelLanes<N>> dynamics;
     Dynamics_LoadInstance<N>(dynamics, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
@@ -160,7 +159,7 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
                            eqTarget->sectionEnd[0]);
             if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
             Lanes<W> source[1][kSubBlock], sideChain[1][kSubBlock], gain[1][kSubBlock];
-            for (int i = 0; i < kSubBlock; ++i) source[0][i] = useKey ? Splat<W>(call.key[at + i]) : x[i];
+            for (int i = 0; i < kSubBlock; ++i) source[0][i] = keyRead ? Splat<W>(call.key[at + i]) : x[i];
             Dynamics_SubBlock<N>(dynamics, k, source, sideChain, gain);
             for (int i = 0; i < kSubBlock; ++i) x[i] = ApplyGain(k.keyListen != 0, sideChain[0][i], x[i], gain[0][i]);
             EQ_RunSections(eqCoefs->coefs, eqLanes.z1[0], eqLanes.z2[0], x, eqTarget->sectionBegin[1],
