@@ -32,16 +32,28 @@
 //      The stages run through the buffers in the named order (the EQ, the
 //      dynamics and the EQ per sub-block), or stage after stage over a
 //      whole block when the EQ is settled, the two EQ stages share no
-//      section and no output partly overlaps another buffer.
+//      section and no output partly overlaps another buffer
+//      (driver/channel_strip.h). Then, with vector lanes:
+//
+//      EQ stage (eq/eq_wavefront.h), lane = section, one sample apart:
+//            lane:   0      1      2     ...    7
+//      step t  [ x[t]   x[t-1] x[t-2]  ...  x[t-7] ]   sections b .. b+7
+//
+//      gain computer of one group over the block (dynamics/gain_computer.h),
+//      lane = time step:
+//              [ s0 s1 s2 s3 | s4 s5 s6 s7 ]   dB, curves, gains of eight
+//                                              samples; filters and the
+//                                              smoothing stay serial
 //
 //      unit 0  [ L ]   unit 1  [ R ]   groups link units (the maximum of
 //                                      their magnitudes, per sample)
 //
 //  Stage                    written once in            over
 //  EQ glide                 eq/eq_dezip.h              the smoothed set
-//  EQ sections              eq/eq_sections.h           any lane type; shared
-//                           (eq/eq_instance_lanes.h:   or per-lane coefficients
-//                           per-lane ranges)
+//  EQ sections              eq/eq_sections.h           any lane type, shared or
+//                                                      per-lane coefficients
+//    per-lane ranges        eq/eq_instance_lanes.h     instances in lanes
+//    sections in lanes      eq/eq_wavefront.h          one instance
 //  dynamics, channel side   dynamics/channel_side.h    a layout below
 //  gain computer            dynamics/gain_computer.h   any lane type
 //  dB conversions           dynamics/db_conversion.h   any lane type
