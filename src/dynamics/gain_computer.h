@@ -108,10 +108,11 @@ inline UintLanes<T> HoldReload(I holdSamples) {
 }
 
 // The lanes the sample-independent parts run in: with one record (T =
-// float) and whole vectors of samples, eight consecutive samples side by
-// side (time lanes); otherwise T itself, one sample at a time.
+// float), whole vectors of samples and vector lanes in the build, eight
+// consecutive samples side by side (time lanes); otherwise T itself, one
+// sample at a time.
 template <typename T, int S>
-inline constexpr bool kTimeLanes = kIsScalar<T> && S % 8 == 0;
+inline constexpr bool kTimeLanes = kIsScalar<T> && S % 8 == 0 && kLanes<8> == 8;
 
 template <typename U, typename T>
 inline U LoadSamples(const T* p) {
