@@ -2,7 +2,7 @@
 # One command for the peer table: installs lilv and the peer plugins if
 # missing (bench/install-peers.sh, needs root then), builds Release in
 # build/bench (or $STEMSTRIP_BENCH_BUILD) and prints stemstrip's stereo full
-# strip against the scalar model and each peer chain at 16/64/256-sample
+# strip against the scalar model and each peer chain at 16/64/256/1024-sample
 # calls. Optional argument: repetitions per call size (default 21).
 set -eu
 ROOT=$(cd "$(dirname "$0")/.." && pwd)

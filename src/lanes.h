@@ -32,9 +32,14 @@ template <int W>
 using Lanes = typename LaneVector<W>::type;
 
 // Per-lane fused multiply-add of any lane vector (never of plain floats).
+// Eight lanes as one instruction where the target has it: the lane-by-lane
+// form is not always put back together by the compiler.
 template <typename V>
     requires(!__is_same(V, float))
 inline V Fma(V p, V q, V r) {
+#if defined(__FMA__) && defined(__AVX__) && !defined(__clang__)
+    if constexpr (sizeof(V) == 32) return __builtin_ia32_vfmaddps256(p, q, r);
+#endif
     V result;
     for (int l = 0; l < static_cast<int>(sizeof(V) / sizeof(float)); ++l) result[l] = Fma(p[l], q[l], r[l]);
     return result;
@@ -132,6 +137,21 @@ inline V Permute(V v, IntLanes<V> index) {
     return result;
 #else
     return __builtin_shuffle(v, index);
+#endif
+}
+
+// Every lane moved up by one, `first` into lane 0.
+template <typename V>
+inline V ShiftUp(V v, float first) {
+#if defined(__clang__)
+    V result;
+    result[0] = first;
+    for (int l = 1; l < kWidth<V>; ++l) result[l] = v[l - 1];
+    return result;
+#else
+    IntLanes<V> index;
+    for (int l = 0; l < kWidth<V>; ++l) index[l] = l == 0 ? kWidth<V> : l - 1;
+    return __builtin_shuffle(v, Splat<kWidth<V>>(first), index);  // not V{} + first: that turns -0 into +0
 #endif
 }
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <iterator>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
@@ -27,7 +28,7 @@
 
 namespace {
 
-constexpr int kCallSizes[] = {16, 64, 256};
+constexpr int kCallSizes[] = {16, 64, 256, 1024};
 constexpr int kMaxCall = 1024;
 constexpr int kStreamSamples = 48 * 1024;  // about one second per timed stream
 constexpr int kManyInstances = 16;
@@ -56,8 +57,9 @@ Contender StripContender(std::string name, bench::StripRig& rig, const bench::Te
 // fastest of them at each call size.
 void PrintTable(const std::vector<Contender>& contenders, size_t firstPeer, const std::vector<std::vector<double>>& ns,
                 const std::vector<double>& levelDb) {
-    std::printf("\n%-32s %27s   %27s   %s\n", "", "ns per sample per channel", "ratio to stemstrip",
-                "out/in");
+    constexpr int kColumns = 9 * static_cast<int>(std::size(kCallSizes));
+    std::printf("\n%-32s %*s   %*s   %s\n", "", kColumns - 1, "ns per sample per channel", kColumns - 1,
+                "ratio to stemstrip", "out/in");
     std::printf("%-32s", "chain");
     for (int size : kCallSizes) std::printf(" %8s", ("@" + std::to_string(size)).c_str());
     std::printf("   ");
@@ -81,7 +83,7 @@ void PrintTable(const std::vector<Contender>& contenders, size_t firstPeer, cons
         for (size_t i = 1; i < firstPeer; ++i) {
             if (contenders[i].instances == 1) continue;
             const std::string label = "fastest peer vs " + std::to_string(contenders[i].instances) + " per call";
-            std::printf("%-32s%27s   ", label.c_str(), "");
+            std::printf("%-32s%*s   ", label.c_str(), 9 * static_cast<int>(std::size(kCallSizes)), "");
             for (size_t s = 0; s < ns.size(); ++s) std::printf(" %8.2f", fastest[s] / ns[s][i]);
             std::printf("\n");
         }

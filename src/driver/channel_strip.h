@@ -5,10 +5,10 @@
 // independent mono or stereo instances go side by side in vector lanes.
 #pragma once
 
-#include "../dynamics/channel_lanes.h"
-#include "../dynamics/channel_processing.h"
+#include "../dynamics/channel_side.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_sections.h"
+#include "../eq/eq_wavefront.h"
 #include "../output/output_meters.h"
 #include "instance_batch.h"
 #include "stemstrip.h"
@@ -66,7 +66,8 @@ inline bool EQ_StagesShareASection(const EQ_SCoefs* target) {
 // named: any channel count, any buffer layout. A settled instance whose EQ
 // stages share no section and whose audio buffers do not partly overlap
 // runs them stage after stage over the whole block, which leaves the
-// processor more independent work in flight.
+// processor more independent work in flight: each EQ stage with its sections
+// side by side, the dynamics of a single group over the whole block.
 template <int N, int BlockSize, int Groups>
 void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
     SChannelStrip_Alg_Context* ctx = call.ctx;
@@ -78,23 +79,43 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         !call.gliding && !EQ_StagesShareASection(eqTarget) && OwnAudioIsSeparate<N>(ctx, call.key, blocks);
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
+    EQ_Wavefront<N> eqBefore, eqAfter;
+    const bool wavefront =
+        kSectionLanes && stageMajor &&
+        EQ_WavefrontLoad(eqBefore, eqCoefs, ctx->eqState, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]) &&
+        EQ_WavefrontLoad(eqAfter, eqCoefs, ctx->eqState, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+    Dynamics_Lanes<ChannelLanes<N>> dynamicsLanes;
+    Dynamics_LoadInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
         const auto before = [&](int sub) {
             EQ_ProcessLanes<N>(eqCoefs, eqLanes, ctx->inputs, outputs, sub, eqTarget->sectionBegin[0],
                                eqTarget->sectionEnd[0], blockStart);
         };
         const auto dynamics = [&](int sub) {
-            Dynamics_AlgorithmProcessFunction<N, Groups>(ctx, outputs, outputs, call.key, sub,
-                                                         call.dynamicsRunState, blockStart);
+            Dynamics_AlgorithmProcessFunction<N, Groups>(dynamicsLanes, *ctx->dynCoefs, outputs, outputs, call.key,
+                                                         blockStart + sub);
         };
         const auto after = [&](int sub) {
             EQ_ProcessLanes<N>(eqCoefs, eqLanes, outputs, outputs, sub, eqTarget->sectionBegin[1],
                                eqTarget->sectionEnd[1], blockStart);
         };
         if (stageMajor) {
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) before(sub);
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) dynamics(sub);
-            for (int sub = 0; sub < BlockSize; sub += kSubBlock) after(sub);
+            if (wavefront) {
+                EQ_WavefrontRun<N, BlockSize>(eqBefore, ctx->inputs, outputs, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) before(sub);
+            }
+            if constexpr (Groups == 1) {
+                Dynamics_AlgorithmProcessFunction<N, Groups, BlockSize>(dynamicsLanes, *ctx->dynCoefs, outputs,
+                                                                        outputs, call.key, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) dynamics(sub);
+            }
+            if (wavefront) {
+                EQ_WavefrontRun<N, BlockSize>(eqAfter, outputs, outputs, blockStart);
+            } else {
+                for (int sub = 0; sub < BlockSize; sub += kSubBlock) after(sub);
+            }
         } else {
             ForEachSubBlock<BlockSize>(call, [&](int sub) {
                 before(sub);
@@ -104,6 +125,11 @@ void RunStages(const InstanceCall& call, int32_t firstBlockStart) {
         }
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
+    if (wavefront) {
+        EQ_WavefrontStore(eqBefore, ctx->eqState);
+        EQ_WavefrontStore(eqAfter, ctx->eqState);
+    }
+    Dynamics_StoreInstance<N>(dynamicsLanes, ctx, call.dynamicsRunState);
 }
 
 // Three or more channels, each in a lane of one vector: a sub-block stays in
@@ -122,26 +148,28 @@ void RunChannelLanes(const InstanceCall& call, int32_t firstBlockStart) {
     const bool keyRead = k.keySource == 1 && call.key != nullptr;
     EQ_LaneState<N> eqLanes;
     EQ_LoadLanes(eqLanes, ctx->eqState);
-    Dynamics_LaneState<N, Groups> dynamics;
-    Dynamics_LoadLanes(dynamics, ctx, call.dynamicsRunState);
+    Dynamics_Lanes<ChannelLanes<N>> dynamics;
+    Dynamics_LoadInstance<N>(dynamics, ctx, call.dynamicsRunState);
     RunBlocks<N, BlockSize>(call, firstBlockStart, [&](int32_t blockStart) {
         ForEachSubBlock<BlockSize>(call, [&](int sub) {
             const int at = blockStart + sub;
             Lanes<W> x[kSubBlock];
             GatherSubBlock<W, N>(x, ctx->inputs, at);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[0], eqTarget->sectionEnd[0]);
+            EQ_RunSections(eqCoefs->coefs, eqLanes.z1[0], eqLanes.z2[0], x, eqTarget->sectionBegin[0],
+                           eqTarget->sectionEnd[0]);
             if (keyRead) ScatterSubBlock<W, N>(x, outputs, at);
-            Dynamics_ProcessLanes(dynamics, k, call.rate, call.key, at, x);
-            EQ_RunSections<N>(eqCoefs, eqLanes, 0, x, eqTarget->sectionBegin[1], eqTarget->sectionEnd[1]);
+            Lanes<W> source[1][kSubBlock], sideChain[1][kSubBlock], gain[1][kSubBlock];
+            for (int i = 0; i < kSubBlock; ++i) source[0][i] = keyRead ? Splat<W>(call.key[at + i]) : x[i];
+            Dynamics_SubBlock<N>(dynamics, k, source, sideChain, gain);
+            for (int i = 0; i < kSubBlock; ++i) x[i] = ApplyGain(k.keyListen != 0, sideChain[0][i], x[i], gain[0][i]);
+            EQ_RunSections(eqCoefs->coefs, eqLanes.z1[0], eqLanes.z2[0], x, eqTarget->sectionBegin[1],
+                           eqTarget->sectionEnd[1]);
             ScatterSubBlock<W, N>(x, outputs, at);
         });
     });
     EQ_StoreLanes(eqLanes, ctx->eqState);
-    Dynamics_StoreLanes(dynamics, ctx->dynState, call.dynamicsRunState);
+    Dynamics_StoreInstance<N>(dynamics, ctx, call.dynamicsRunState);
 }
-
-template <int N>
-inline constexpr bool kChannelsInLanes = N >= 3 && kLanes<N> >= N;
 
 // One instance alone, from the block at firstBlockStart to its sample count.
 template <int N, int BlockSize, int Groups>

@@ -6,11 +6,11 @@
 // is that of array order.
 #pragma once
 
+#include "../dynamics/channel_side.h"
 #include "../dynamics/dyn_coef_lanes.h"
-#include "../dynamics/gain_computer.h"
 #include "../eq/eq_dezip.h"
 #include "../eq/eq_instance_lanes.h"
-#include "../output/output_meter_lanes.h"
+#include "../output/output_meters.h"
 #include "batch_independence.h"
 
 namespace stemstrip {
@@ -59,11 +59,7 @@ struct StripLanes {
     EQ_InstanceLanes<W> eq;
     V eqZ1[N][EQ_kMaxSections], eqZ2[N][EQ_kMaxSections];
     DynCoefLanes<V> dyn;
-    V rate;
-    V detectorZ1[N], detectorZ2[N];
-    GainState<V> gain;
-    SharedGainMeters<V> shared;
-    V groupMeter;
+    Dynamics_Lanes<InstanceLanes<N, W>> dynamics;
     V inputPeaks[N], outputPeaks[N];
     bool anyBypassed;
 };
@@ -73,17 +69,9 @@ inline void LoadStripLane(StripLanes<N, W>& s, int l, const BatchMember& m) {
     const SChannelStrip_Alg_Context& ctx = *m.ctx;
     const Dyn_SCoefsBlock& k = *ctx.dynCoefs;
     const float* privateBlock = *ctx.privateState;
-    const float* runState = privateBlock + 2 * N;
     const bool useKey = k.keySource == 1 && m.key != nullptr;
     EQ_LoadInstanceLane(s.eq, l, ctx.eqCoefs, ctx.eqTarget);
     LoadDynCoefLane(s.dyn, l, k);
-    s.rate[l] = ctx.dynState[0].dezipRate;
-    LoadGainState(s.gain, l, ctx.dynState[0]);
-    s.shared.detector[l] = runState[kMeterDetector];
-    s.shared.gain[l] = runState[kMeterGain];
-    s.shared.compReduction[l] = runState[kMeterCompReduction];
-    s.shared.expReduction[l] = runState[kMeterExpReduction];
-    s.groupMeter[l] = runState[kFirstChannelMeter];
     for (int c = 0; c < N; ++c) {
         s.inputs[c][l] = ctx.inputs[c];
         s.outputs[c][l] = ctx.outputs[c];
@@ -92,8 +80,6 @@ inline void LoadStripLane(StripLanes<N, W>& s, int l, const BatchMember& m) {
             s.eqZ1[c][section][l] = ctx.eqState[c].z1[section];
             s.eqZ2[c][section][l] = ctx.eqState[c].z2[section];
         }
-        s.detectorZ1[c][l] = ctx.dynState[c].detFilterZ1;
-        s.detectorZ2[c][l] = ctx.dynState[c].detFilterZ2;
         s.inputPeaks[c][l] = privateBlock[c];
         s.outputPeaks[c][l] = privateBlock[N + c];
     }
@@ -103,22 +89,13 @@ template <int N, int W>
 inline void StoreStripLane(const StripLanes<N, W>& s, int l, const BatchMember& m) {
     const SChannelStrip_Alg_Context& ctx = *m.ctx;
     float* privateBlock = *ctx.privateState;
-    float* runState = privateBlock + 2 * N;
-    StoreGainState(s.gain, l, ctx.dynState[0]);
-    runState[kMeterDetector] = s.shared.detector[l];
-    runState[kMeterGain] = s.shared.gain[l];
-    runState[kMeterCompReduction] = s.shared.compReduction[l];
-    runState[kMeterExpReduction] = s.shared.expReduction[l];
     for (int c = 0; c < N; ++c) {
         for (int section = 0; section < EQ_kMaxSections; ++section) {
             ctx.eqState[c].z1[section] = s.eqZ1[c][section][l];
             ctx.eqState[c].z2[section] = s.eqZ2[c][section][l];
         }
-        ctx.dynState[c].detFilterZ1 = s.detectorZ1[c][l];
-        ctx.dynState[c].detFilterZ2 = s.detectorZ2[c][l];
         privateBlock[c] = s.inputPeaks[c][l];
         privateBlock[N + c] = s.outputPeaks[c][l];
-        runState[kFirstChannelMeter + c] = s.groupMeter[l];  // every channel mirrors the one group
     }
 }
 
@@ -133,24 +110,14 @@ inline void ProcessSubBlockInLanes(StripLanes<N, W>& s, int at) {
     for (int c = 0; c < N; ++c) EQ_RunInstanceLanes(s.eq, 0, x[c], s.eqZ1[c], s.eqZ2[c]);
     for (int c = 0; c < N; ++c) ScatterSubBlock<W>(x[c], s.outputs[c], at);
 
-    const DynCoefLanes<V>& k = s.dyn;
-    V sideChain[N][kSubBlock], row[kSubBlock] = {};
-    for (int c = 0; c < N; ++c) {
-        GatherSubBlock<W>(sideChain[c], s.detectorSource[c], at);
-        for (int i = 0; i < kSubBlock; ++i) {
-            sideChain[c][i] = BiquadStep(sideChain[c][i], k.detFilterB0, k.detFilterB1, k.detFilterB2,
-                                         k.detFilterA1, k.detFilterA2, s.detectorZ1[c], s.detectorZ2[c]);
-            KeepMax(row[i], Abs(sideChain[c][i]));
-        }
-    }
-    GainMeterInputs<V> meterInputs;
-    ComputeGains<V>(k, s.rate, s.gain, row, meterInputs);
-    RaiseGainMeters(s.shared, s.groupMeter, meterInputs, 0);
-    const IntLanes<V> listen = k.keyListen != 0;
+    V source[N][kSubBlock], sideChain[N][kSubBlock], gain[N][kSubBlock];
+    for (int c = 0; c < N; ++c) GatherSubBlock<W>(source[c], s.detectorSource[c], at);
+    Dynamics_SubBlock<N>(s.dynamics, s.dyn, source, sideChain, gain);
+    const IntLanes<V> listen = s.dyn.keyListen != 0;
     for (int c = 0; c < N; ++c) {
         V y[kSubBlock];
         GatherSubBlock<W>(y, s.outputs[c], at);
-        for (int i = 0; i < kSubBlock; ++i) y[i] = listen ? sideChain[c][i] : y[i] * row[i];
+        for (int i = 0; i < kSubBlock; ++i) y[i] = ApplyGain(listen, sideChain[c][i], y[i], gain[c][i]);
         ScatterSubBlock<W>(y, s.outputs[c], at);
     }
 
@@ -163,7 +130,15 @@ inline void ProcessSubBlockInLanes(StripLanes<N, W>& s, int at) {
 template <int N, int BlockSize, int W>
 [[gnu::noinline]] void ProcessBlocksInLanes(const BatchMember* members, int count, int64_t blocks) {
     StripLanes<N, W> s;
-    for (int l = 0; l < W; ++l) LoadStripLane(s, l, members[l < count ? l : 0]);
+    SChannelStrip_Alg_Context* contexts[W];
+    float* runStates[W];
+    for (int l = 0; l < W; ++l) {
+        const BatchMember& m = members[l < count ? l : 0];
+        LoadStripLane(s, l, m);
+        contexts[l] = m.ctx;
+        runStates[l] = *m.ctx->privateState + 2 * N;
+    }
+    Dynamics_Load<N>(s.dynamics, contexts, runStates);
     EQ_FinishInstanceLanes(s.eq);
     const IntLanes<Lanes<W>> bypassed = s.dyn.bypass >= 1;
     s.anyBypassed = false;
@@ -178,6 +153,7 @@ template <int N, int BlockSize, int W>
         }
     }
     for (int l = 0; l < count; ++l) StoreStripLane(s, l, members[l]);
+    Dynamics_Store<N>(s.dynamics, contexts, runStates, count);
 }
 
 }  // namespace stemstrip

@@ -1,9 +1,10 @@
-// The gain computer: four detector samples in, four linear gains out.
-// Level filter and peak detector, dB conversion, compressor and expander
-// curves, gate with hysteresis, hold, attack/release smoothing, output gain
-// and the gain meters. The per-sample parts that do not depend on the
-// previous sample are computed side by side; the smoothing chain runs in
-// strict sample order. The arithmetic is written once for a float (one
+// The gain computer: detector samples in, linear gains out, four at a time
+// or whole blocks of sub-blocks. Level filter and peak detector, dB
+// conversion, compressor and expander curves, gate with hysteresis, hold,
+// attack/release smoothing, output gain and the gain meters. The per-sample
+// parts that do not depend on the previous sample are computed side by side
+// (for one group over a block: consecutive samples in time lanes); only the
+// filters and the smoothing chain run in strict sample order. The arithmetic is written once for a float (one
 // group) and for lane vectors (one channel's record or one instance per lane,
 // each lane doing exactly the scalar operations); meters are raised
 // afterwards, one group at a time or every instance's lane at once.
@@ -31,9 +32,9 @@ template <typename T, typename K>
 }
 
 // The knee polynomial's grouping differs for the last sample of the four;
-// results depend on it, so it is kept.
-template <typename T, typename K>
-[[gnu::always_inline]] inline T ExpanderCurve(const K& k, T level, bool lastSample) {
+// results depend on it, so it is kept. lastSample is a bool or a lane mask.
+template <typename T, typename K, typename Last>
+[[gnu::always_inline]] inline T ExpanderCurve(const K& k, T level, Last lastSample) {
     const T straight = (level - k.expThresholdDb) * k.expSlope;
     const T square = level * level;
     const T knee = lastSample ? Fma(Broadcast<T>(k.expKneeB), level, k.expKneeA * square) + k.expKneeC
@@ -90,9 +91,9 @@ inline void StoreGainState(const GainState<T>& g, int lane, Dyn_SState& s) {
 // starts at -inf and rises only on strictly greater values, so raising a
 // held meter by it ends exactly where raising it by each sample in turn
 // would: on the first of the largest values, never on a NaN.
-template <typename T>
+template <typename T, int S = kSubBlock>
 struct GainMeterInputs {
-    T gain[kSubBlock], detector[kSubBlock];
+    T gain[S], detector[S];
     T compReductionPeak, expReductionPeak, gainPeak;
 };
 
@@ -106,19 +107,80 @@ inline UintLanes<T> HoldReload(I holdSamples) {
     }
 }
 
-// Four detector samples x in, four output gain factors out, for one group or
-// one group per lane (the first Active lanes in use); the state advances by
-// four samples. K is the coefficient block shared by all lanes, or a record
-// of the same fields with one block per lane.
-template <typename T, int Active = kWidth<T>, typename K>
-[[gnu::always_inline]] inline void ComputeGains(const K& k, T t, GainState<T>& s, T* x,
-                                                GainMeterInputs<T>& out) {
-    constexpr int S = kSubBlock;
-    using Mask = decltype(T{} > T{});
+// The lanes the sample-independent parts run in: with one record (T =
+// float), whole vectors of samples and vector lanes in the build, eight
+// consecutive samples side by side (time lanes); otherwise T itself, one
+// sample at a time.
+template <typename T, int S>
+inline constexpr bool kTimeLanes = kIsScalar<T> && S % 8 == 0 && kLanes<8> == 8;
 
-    s.compFloorDb = SmoothTowards(s.compFloorDb, Broadcast<T>(k.compFloorDbTarget), t);
-    s.expRangeDb = SmoothTowards(s.expRangeDb, Broadcast<T>(k.expRangeDbTarget), t);
-    s.outputGain = SmoothTowards(s.outputGain, Broadcast<T>(k.outputGainTarget), t);
+template <typename U, typename T>
+inline U LoadSamples(const T* p) {
+    if constexpr (__is_same(U, T)) {
+        return *p;
+    } else {
+        U v;
+        __builtin_memcpy(&v, p, sizeof v);
+        return v;
+    }
+}
+
+template <typename U, typename T>
+inline void StoreSamples(T* p, U v) {
+    if constexpr (__is_same(U, T)) {
+        *p = v;
+    } else {
+        __builtin_memcpy(p, &v, sizeof v);
+    }
+}
+
+// `step(i, lastSample)` for each group of samples starting at i, in the lane
+// type U (a scalar T's time lanes or T itself); lastSample tells the lanes
+// that end a sub-block.
+template <typename T, int S, typename Step>
+[[gnu::always_inline]] inline void ForSampleGroups(Step step) {
+    if constexpr (kTimeLanes<T, S>) {
+        using U = Lanes<8>;
+        const IntLanes<U> last = {0, 0, 0, -1, 0, 0, 0, -1};
+        for (int i = 0; i < S; i += 8) step.template operator()<U>(i, last);
+    } else {
+        for (int i = 0; i < S; ++i) step.template operator()<T>(i, i % kSubBlock == kSubBlock - 1);
+    }
+}
+
+// The lanes of a time-lane vector folded into one value by the held-maximum
+// rule (the same maximum in any order).
+template <typename T, typename U>
+inline T FoldMax(U v) {
+    if constexpr (__is_same(U, T)) {
+        return v;
+    } else {
+        T held = -__builtin_inff();
+        for (int l = 0; l < kWidth<U>; ++l) KeepMax(held, v[l]);
+        return held;
+    }
+}
+
+// S detector samples (whole sub-blocks) in, S output gain factors out, for
+// one group or one group per lane (the first Active lanes in use); the
+// state advances by S samples and the parameters glide once per sub-block.
+// K is the coefficient block shared by all lanes, or a record of the same
+// fields with one block per lane.
+template <typename T, int Active = kWidth<T>, int S = kSubBlock, typename K>
+[[gnu::always_inline]] inline void ComputeGains(const K& k, T t, GainState<T>& s, T* x,
+                                                GainMeterInputs<T, S>& out) {
+    using Mask = decltype(T{} > T{});
+    constexpr int kSubBlocks = S / kSubBlock;
+    static_assert(S % kSubBlock == 0, "whole sub-blocks");
+
+    // The parameters never depend on the signal: their glide runs ahead.
+    T compFloor[kSubBlocks], expRange[kSubBlocks], outputGain[S];
+    for (int b = 0; b < kSubBlocks; ++b) {
+        s.compFloorDb = compFloor[b] = SmoothTowards(s.compFloorDb, Broadcast<T>(k.compFloorDbTarget), t);
+        s.expRangeDb = expRange[b] = SmoothTowards(s.expRangeDb, Broadcast<T>(k.expRangeDbTarget), t);
+        s.outputGain = SmoothTowards(s.outputGain, Broadcast<T>(k.outputGainTarget), t);
+        for (int i = 0; i < kSubBlock; ++i) outputGain[b * kSubBlock + i] = s.outputGain;
+    }
 
     // Both detectors always run so switching detectorMode never finds stale state.
     const T b0 = Broadcast<T>(k.levelB0), b1 = Broadcast<T>(k.levelB1), b2 = Broadcast<T>(k.levelB2);
@@ -137,12 +199,15 @@ template <typename T, int Active = kWidth<T>, typename K>
 
     const auto peakMode = k.detectorMode < 1;
     T compTarget[S], expCurve[S], level[S];
-    for (int i = 0; i < S; ++i) {
-        out.detector[i] = peakMode ? peak[i] : filtered[i];
-        level[i] = AmpToDb<T, Active>(out.detector[i]);
-        compTarget[i] = CompressorCurve(k, level[i]);
-        expCurve[i] = ExpanderCurve(k, level[i], i == S - 1);
-    }
+    ForSampleGroups<T, S>([&]<typename U>(int i, auto lastSample) {
+        constexpr int kActive = __is_same(U, T) ? Active : kWidth<U>;
+        const U detector = peakMode ? LoadSamples<U>(peak + i) : LoadSamples<U>(filtered + i);
+        const U db = AmpToDb<U, kActive>(detector);
+        StoreSamples(out.detector + i, detector);
+        StoreSamples(level + i, db);
+        StoreSamples(compTarget + i, CompressorCurve(k, db));
+        StoreSamples(expCurve + i, ExpanderCurve(k, db, lastSample));
+    });
 
     T compGain[S], expGain[S];
     T comp = s.compGainDb, expand = s.expGainDb;
@@ -153,13 +218,14 @@ template <typename T, int Active = kWidth<T>, typename K>
     const T expAttack = Broadcast<T>(k.expAttackCoef), expRelease = Broadcast<T>(k.expReleaseCoef);
     const T gateClose = Broadcast<T>(k.gateCloseThresholdDb), gateOpen = Broadcast<T>(k.gateOpenThresholdDb);
     for (int i = 0; i < S; ++i) {
+        const T floor = compFloor[i / kSubBlock], range = expRange[i / kSubBlock];
         const T compCoef = compTarget[i] <= comp ? compAttack : compRelease;
         comp = Fma(compCoef, compTarget[i] - comp, comp);
-        comp = comp < s.compFloorDb ? s.compFloorDb : comp;
+        comp = comp < floor ? floor : comp;
         compGain[i] = comp;
 
         open = level[i] >= (open ? gateClose : gateOpen);
-        const T target = (open & (expCurve[i] >= s.expRangeDb)) ? expCurve[i] : s.expRangeDb;
+        const T target = (open & (expCurve[i] >= range)) ? expCurve[i] : range;
         // Rising: attack and reload the hold. Otherwise hold while the
         // counter runs (negative counts keep counting), then release.
         const Mask rising = target > expand;
@@ -176,16 +242,18 @@ template <typename T, int Active = kWidth<T>, typename K>
     s.holdCounter = hold;
 
     out.compReductionPeak = out.expReductionPeak = out.gainPeak = Broadcast<T>(-__builtin_inff());
-    for (int i = 0; i < S; ++i) {
+    ForSampleGroups<T, S>([&]<typename U>(int i, auto) {
+        constexpr int kActive = __is_same(U, T) ? Active : kWidth<U>;
         // Converted separately and multiplied: the table bias enters twice.
-        const T compFactor = DbToAmp<T, Active>(compGain[i]);
-        const T expFactor = DbToAmp<T, Active>(expGain[i]);
-        out.gain[i] = compFactor * expFactor;
-        x[i] = s.outputGain * out.gain[i];
-        KeepMax(out.compReductionPeak, 1.0f - compFactor);
-        KeepMax(out.expReductionPeak, 1.0f - expFactor);
-        KeepMax(out.gainPeak, out.gain[i]);
-    }
+        const U compFactor = DbToAmp<U, kActive>(LoadSamples<U>(compGain + i));
+        const U expFactor = DbToAmp<U, kActive>(LoadSamples<U>(expGain + i));
+        const U gain = compFactor * expFactor;
+        StoreSamples(out.gain + i, gain);
+        StoreSamples(x + i, LoadSamples<U>(outputGain + i) * gain);
+        KeepMax(out.compReductionPeak, FoldMax<T>(1.0f - compFactor));
+        KeepMax(out.expReductionPeak, FoldMax<T>(1.0f - expFactor));
+        KeepMax(out.gainPeak, FoldMax<T>(gain));
+    });
 }
 
 // The meters all groups of an instance share, held in registers while the
@@ -209,9 +277,10 @@ inline void StoreSharedGainMeters(const SharedGainMeters<>& shared, float* m) {
 // Raises the meters by one group's call: one lane of a lane vector (S =
 // float), or every lane at once when each lane is an instance of its own (S =
 // T). The retained gain and its detector value depend on the sample order.
-template <typename S, typename T>
-inline void RaiseGainMeters(SharedGainMeters<S>& shared, S& groupMeter, const GainMeterInputs<T>& in, int lane) {
-    for (int i = 0; i < kSubBlock; ++i) {
+template <typename S, typename T, int Samples>
+inline void RaiseGainMeters(SharedGainMeters<S>& shared, S& groupMeter, const GainMeterInputs<T, Samples>& in,
+                            int lane) {
+    for (int i = 0; i < Samples; ++i) {
         const S gain = LaneOf<S>(in.gain[i], lane), detector = LaneOf<S>(in.detector[i], lane);
         const auto raise = (gain > shared.gain) | ((shared.gain == 0.0f) & (detector > shared.detector));
         shared.gain = raise ? gain : shared.gain;

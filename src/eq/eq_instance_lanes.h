@@ -56,16 +56,12 @@ template <int W>
 inline void EQ_RunInstanceLanes(const EQ_InstanceLanes<W>& eq, int stage, Lanes<W>* x, Lanes<W>* z1,
                                 Lanes<W>* z2) {
     using V = Lanes<W>;
+    if (eq.uniform[stage]) return EQ_RunSections(eq.coefs, z1, z2, x, eq.first[stage], eq.last[stage]);
     for (int k = eq.first[stage]; k < eq.last[stage]; ++k) {
-        const V* q = eq.coefs + EQ_kCoefsPerSection * k;
-        if (eq.uniform[stage]) {
-            EQ_SectionSubBlock(x, q[0], q[1], q[2], q[3], q[4], z1[k], z2[k]);
-            continue;
-        }
         const IntLanes<V> on = (eq.sectionBegin[stage] <= k) & (k < eq.sectionEnd[stage]);
         V y[kSubBlock], m1 = z1[k], m2 = z2[k];
         for (int j = 0; j < kSubBlock; ++j) y[j] = x[j];
-        EQ_SectionSubBlock(y, q[0], q[1], q[2], q[3], q[4], m1, m2);
+        EQ_RunSections(eq.coefs + EQ_kCoefsPerSection * k, &m1, &m2, y, 0, 1);
         for (int j = 0; j < kSubBlock; ++j) x[j] = on ? y[j] : x[j];
         z1[k] = on ? m1 : z1[k];
         z2[k] = on ? m2 : z2[k];

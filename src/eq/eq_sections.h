@@ -56,16 +56,15 @@ inline void EQ_SectionSubBlock(V* x, V b0, V b1, V b2, V a1, V a2, V& z1, V& z2)
     z2 = m2;
 }
 
-// Sections [sectionBegin, sectionEnd) over one sub-block of one lane group
-// held in registers; an empty or inverted range leaves samples and memories.
-template <int N>
-inline void EQ_RunSections(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, int group,
-                           Lanes<EQ_LaneState<N>::W>* x, int sectionBegin, int sectionEnd) {
-    constexpr int W = EQ_LaneState<N>::W;
+// Sections [sectionBegin, sectionEnd) over one sub-block held in registers;
+// an empty or inverted range leaves samples and memories. C is float
+// (coefficients shared by every lane) or the lane type (a set per lane).
+template <typename V, typename C>
+inline void EQ_RunSections(const C* coefs, V* z1, V* z2, V* x, int sectionBegin, int sectionEnd) {
     for (int k = sectionBegin; k < sectionEnd; ++k) {
-        const float* q = coefs->coefs + EQ_kCoefsPerSection * k;
-        EQ_SectionSubBlock(x, Splat<W>(q[0]), Splat<W>(q[1]), Splat<W>(q[2]), Splat<W>(q[3]), Splat<W>(q[4]),
-                           lanes.z1[group][k], lanes.z2[group][k]);
+        const C* q = coefs + EQ_kCoefsPerSection * k;
+        EQ_SectionSubBlock(x, Broadcast<V>(q[0]), Broadcast<V>(q[1]), Broadcast<V>(q[2]), Broadcast<V>(q[3]),
+                           Broadcast<V>(q[4]), z1[k], z2[k]);
     }
 }
 
@@ -82,7 +81,7 @@ void EQ_ProcessLanes(const EQ_SDezipCoefs* coefs, EQ_LaneState<N>& lanes, const 
     for (int g = 0; g < kGroups; ++g) {
         Lanes<W> x[kSubBlock];
         GatherSubBlock<W, kChannelsPerGroup>(x, in + g * W, at);  // all loaded before any store: may run in place
-        EQ_RunSections<N>(coefs, lanes, g, x, sectionBegin, sectionEnd);
+        EQ_RunSections(coefs->coefs, lanes.z1[g], lanes.z2[g], x, sectionBegin, sectionEnd);
         ScatterSubBlock<W, kChannelsPerGroup>(x, out + g * W, at);
     }
 }
