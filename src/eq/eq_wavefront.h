@@ -32,7 +32,9 @@ inline bool EQ_WavefrontLoad(EQ_Wavefront<N>& w, const EQ_SDezipCoefs* coefs, co
     w.sections = begin < end ? end - begin : 0;
     for (int k = 0; k < EQ_kMaxSections; ++k) {
         const bool on = k < w.sections;
-        const float* q = coefs->coefs + EQ_kCoefsPerSection * (begin + k);
+        // Lanes without a section address section 0: the range may lie
+        // anywhere, and only addresses inside the cascade may be formed.
+        const float* q = coefs->coefs + EQ_kCoefsPerSection * (on ? begin + k : 0);
         w.b0[k] = on ? q[0] : 0.0f, w.b1[k] = on ? q[1] : 0.0f, w.b2[k] = on ? q[2] : 0.0f;
         w.a1[k] = on ? q[3] : 0.0f, w.a2[k] = on ? q[4] : 0.0f;
         for (int c = 0; c < N; ++c) {
