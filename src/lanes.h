@@ -45,11 +45,18 @@ inline V Fma(V p, V q, V r) {
     return result;
 }
 
+// One broadcast instruction: GCC builds the lane-by-lane form with a chain
+// of inserts wherever it does not recognise it.
 template <int W>
 inline Lanes<W> Splat(float v) {
+#if defined(__clang__)
     Lanes<W> result;
     for (int l = 0; l < W; ++l) result[l] = v;
     return result;
+#else
+    typedef int32_t Index __attribute__((vector_size(sizeof(float) * W)));
+    return __builtin_shuffle(Lanes<W>{v}, Index{});
+#endif
 }
 
 // Formulas written once for a plain float and for lane vectors. A
