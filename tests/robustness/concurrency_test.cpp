@@ -14,7 +14,7 @@
 #include "model/strip_model.h"
 #include "realtime_workload.h"
 #include "stemstrip.h"
-#include "strip_bank.h"
+#include "core_strip.hpp"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr int kThreads = 4;
 constexpr int kCalls = 3;
 
 void CallRepeatedly(scenario::Scenario& s, SChannelStrip_Alg_Context* const* begin, const void* end) {
-    for (int call = 0; call < kCalls; ++call) robustness::Entry(static_cast<stemstrip::Format>(s.format))(begin, end);
+    for (int call = 0; call < kCalls; ++call) stemstrip::runtime::EntryFor(static_cast<stemstrip::Format>(s.format))(begin, end);
 }
 
 TEST(Concurrency, ThreadsOwningDisjointInstanceSetsMatchSerial) {

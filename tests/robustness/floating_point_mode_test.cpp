@@ -6,9 +6,10 @@
 
 #include <limits>
 
-#include "strip_bank.h"
+#include "core_bank.h"
 
 #if defined(__SSE__)
+#include <pmmintrin.h>
 #include <xmmintrin.h>
 
 namespace {
@@ -22,19 +23,17 @@ TEST(FloatingPointMode, EveryEntryLeavesTheCallersModeAlone) {
                               (defaultMode & ~_MM_ROUND_MASK) | _MM_ROUND_TOWARD_ZERO,
                               (defaultMode & ~_MM_ROUND_MASK) | _MM_ROUND_UP | flush};
     stemstrip::Settings s;
-    s.compressor.thresholdDb = -30.0;
-    s.compressor.ratio = 4.0;
-    s.bands[0].enabled = true;
-    s.bands[0].gainDb = 6.0;
+    s.compressor = {.thresholdDb = -30.0, .ratio = 4.0};
+    s.bands[0] = {.enabled = true, .gainDb = 6.0};
     for (int fi = 0; fi < stemstrip::kFormatCount; ++fi) {
         const auto f = static_cast<stemstrip::Format>(fi);
-        scenario::Scenario bank = robustness::MakeBank(f, 1, 64, stemstrip::Design(s, f, 48000.0));
-        for (auto& buffer : bank.instances[0].inBufs)
-            for (size_t i = 0; i < 64; ++i)
-                buffer[i] = i % 3 ? std::numeric_limits<float>::denorm_min() * static_cast<float>(i) : 0.5f;
+        robustness::CoreBank bank(f, stemstrip::Design(s, f, 48000.0), 1, 64);
+        for (int c = 0; c < bank.channels(); ++c)
+            for (int i = 0; i < 64; ++i)
+                bank.input(0, c)[i] = i % 3 ? std::numeric_limits<float>::denorm_min() * static_cast<float>(i) : 0.5f;
         for (unsigned mode : modes) {
             _mm_setcsr(mode);
-            robustness::Entry(f)(bank.Begin(), bank.End());
+            bank.call();
             const unsigned after = _mm_getcsr();
             _mm_setcsr(defaultMode);
             EXPECT_EQ(after & ~kStatusFlags, mode) << stemstrip::FormatName(f) << " in mode " << std::hex << mode;

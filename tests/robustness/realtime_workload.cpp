@@ -4,7 +4,6 @@
 #include <thread>
 
 #include "extreme_settings.h"
-#include "strip_bank.h"
 
 namespace robustness {
 namespace {
@@ -34,15 +33,15 @@ RealtimeWorkload::RealtimeWorkload() {
         const auto format = static_cast<stemstrip::Format>(f);
         const stemstrip::CoefficientSet start = stemstrip::Design(stemstrip::Settings{}, format, kRate);
         const int n = stemstrip::ChannelCount(format);
-        Format entry{format, MakeBank(format, 2, kSamples, start),
+        Format entry{format, std::make_unique<CoreBank>(format, start, 2, kSamples),
                      std::make_unique<stemstrip::runtime::TripleBuffer<stemstrip::CoefficientSet>>(start),
                      std::make_unique<stemstrip::Instance>(format, stemstrip::Settings{}, kRate,
                                                              stemstrip::InstanceOptions{.flushDenormals = f % 2 == 1}),
                      {}, {}, {}, {}};
-        for (scenario::Instance& in : entry.bank.instances)
-            for (size_t c = 0; c < in.inBufs.size(); ++c)
+        for (int m = 0; m < 2; ++m)
+            for (int c = 0; c < n; ++c)
                 for (int i = 0; i < kSamples; ++i)
-                    in.inBufs[c][i] = 0.5f * std::sin(0.01f * static_cast<float>((c + 1) * i));
+                    entry.bank->input(m, c)[i] = 0.5f * std::sin(0.01f * static_cast<float>((c + 1) * i));
         entry.in.assign(n, std::vector<float>(kSamples));
         entry.out.assign(n, std::vector<float>(kSamples));
         for (int c = 0; c < n; ++c) {
@@ -75,11 +74,11 @@ void RealtimeWorkload::RunAudio() {
         }
         for (Format& f : formats_) {
             if (const stemstrip::CoefficientSet* newest = f.handoff->takeNewest()) {
-                Retarget(f.bank, *newest);
+                f.bank->retarget(*newest);
                 ++setsTaken_;
             }
             for (int call = 0; call < 3; ++call) {
-                Entry(f.format)(f.bank.Begin(), f.bank.End());
+                f.bank->call();
                 // Odd lengths go through the instance's FIFO.
                 f.instance->process(f.inPtrs.data(), f.outPtrs.data(), call == 1 ? 1 : kSamples - 17 * call);
             }
@@ -90,10 +89,10 @@ void RealtimeWorkload::RunAudio() {
 
 bool RealtimeWorkload::AllFinite() const {
     for (const Format& f : formats_) {
-        for (const scenario::Instance& in : f.bank.instances) {
-            if (!Finite(in.priv.data(), in.priv.size())) return false;
-            for (const auto& b : in.outBufs)
-                if (!Finite(b.data(), b.size())) return false;
+        for (int m = 0; m < 2; ++m) {
+            if (!Finite(f.bank->meters(m), 3 * f.bank->channels() + 4)) return false;
+            for (int c = 0; c < f.bank->channels(); ++c)
+                if (!Finite(f.bank->output(m, c), kSamples)) return false;
         }
         for (const auto& b : f.out)
             if (!Finite(b.data(), b.size())) return false;

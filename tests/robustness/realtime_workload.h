@@ -15,7 +15,7 @@
 #include <memory>
 #include <vector>
 
-#include "model/scenario.h"
+#include "core_bank.h"
 #include "stemstrip/design.hpp"
 #include "stemstrip/instance.hpp"
 #include "triple_buffer.hpp"
@@ -47,7 +47,7 @@ public:
 private:
     struct Format {
         stemstrip::Format format;
-        scenario::Scenario bank;
+        std::unique_ptr<CoreBank> bank;
         std::unique_ptr<stemstrip::runtime::TripleBuffer<stemstrip::CoefficientSet>> handoff;
         std::unique_ptr<stemstrip::Instance> instance;
         std::vector<std::vector<float>> in, out;
