@@ -65,8 +65,7 @@ public:
         LilvNode* node = lilv_new_string(World().world, symbol.c_str());
         const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
         lilv_node_free(node);
-        if (!port) throw std::runtime_error("no port " + symbol);
-        return values_.at(lilv_port_get_index(plugin_, port));
+        return values_.at(port ? lilv_port_get_index(plugin_, port) : values_.size());  // throws for no such port
     }
     void restore(const std::string& presetUri) {
         LilvNode* preset = lilv_new_uri(World().world, presetUri.c_str());
