@@ -3,6 +3,7 @@
 // designed here without the plugin's control mapping, puts it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -14,19 +15,9 @@
 namespace stemstrip::lv2 {
 namespace {
 
-const Plugin& PlainStereo() {
-    for (const Plugin& p : Plugins())
-        if (!p.sideChain && p.format.format == Format::Stereo) return p;
-    throw std::logic_error("no plain stereo plugin");
-}
-
-bool IsTotalColour(const unsigned char* px) {  // ARGB32 in memory: B G R A
-    const palette::Rgb c = palette::kTotal;
-    return std::abs(px[2] - c.r * 255) < 30 && std::abs(px[1] - c.g * 255) < 30 && std::abs(px[0] - c.b * 255) < 30;
-}
-
 TEST(UiDrawing, TotalCurveSitsWhereTheSdkResponsePutsIt) {
-    const Plugin& plugin = PlainStereo();
+    const Plugin& plugin = *std::find_if(Plugins().begin(), Plugins().end(),
+                                         [](const Plugin& p) { return !p.sideChain && p.format.format == Format::Stereo; });
     const PortLayout layout(plugin);
     StripView view(plugin, 48000, [](uint32_t, float) {});
     const std::pair<const char*, float> controls[] = {
@@ -45,27 +36,26 @@ TEST(UiDrawing, TotalCurveSitsWhereTheSdkResponsePutsIt) {
     const CoefficientSet k = Design(s, Format::Stereo, 48000);
     const std::vector<double> hz{35, 200, 700, 1700, 4000, 16000};
     const std::vector<double> pre = StageMagnitudeDb(k.eq, 0, 48000, hz), post = StageMagnitudeDb(k.eq, 1, 48000, hz);
-
-    for (double scale : {1.0, 2.0}) {
-        const int w = static_cast<int>(960 * scale), h = static_cast<int>(560 * scale);
-        cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+    for (int scale : {1, 2}) {
+        cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 960 * scale, 560 * scale);
         cairo_t* cr = cairo_create(surface);
-        view.setSize(w, h, scale);
+        view.setSize(960 * scale, 560 * scale, scale);
         view.draw(cr);
         cairo_surface_flush(surface);
-        const std::string png = std::string(TEST_OUTPUT_DIR) + "/ui_offscreen_x" + std::to_string(int(scale)) + ".png";
+        const std::string png = TEST_OUTPUT_DIR "/ui_offscreen_x" + std::to_string(scale) + ".png";
         EXPECT_EQ(cairo_surface_write_to_png(surface, png.c_str()), CAIRO_STATUS_SUCCESS);
         const Rect r = view.eqRect();
-        const unsigned char* data = cairo_image_surface_get_data(surface);
-        const int stride = cairo_image_surface_get_stride(surface);
         for (size_t i = 0; i < hz.size(); ++i) {
-            // Log frequency 20 Hz..20 kHz across, +24..-24 dB down.
+            // Log frequency 20 Hz..20 kHz across, +24..-24 dB down; the curve within a few pixels.
             const int x = static_cast<int>(std::lround(r.x + r.w * std::log10(hz[i] / 20) / 3));
             const double db = pre[i] + post[i], y = r.y + r.h * (24 - db) / 48;
             bool found = false;
-            for (int row = int(y) - 2; row <= int(y) + 3; ++row) found |= IsTotalColour(data + row * stride + 4 * x);
-            EXPECT_TRUE(found) << "scale " << scale << ": no curve at " << hz[i] << " Hz (" << db << " dB), pixel " << x
-                               << "," << y << " of " << png;
+            for (int row = int(y) - 2; row <= int(y) + 3; ++row) {
+                const unsigned char* px = cairo_image_surface_get_data(surface) + row * cairo_image_surface_get_stride(surface) + 4 * x;
+                const palette::Rgb c = palette::kTotal;  // ARGB32 in memory: B G R A
+                found |= std::abs(px[2] - c.r * 255) < 30 && std::abs(px[1] - c.g * 255) < 30 && std::abs(px[0] - c.b * 255) < 30;
+            }
+            EXPECT_TRUE(found) << "scale " << scale << ": no curve at " << hz[i] << " Hz (" << db << " dB), pixel " << x << "," << y << " of " << png;
         }
         cairo_destroy(cr);
         cairo_surface_destroy(surface);

@@ -1,0 +1,181 @@
+// The plugin in the tests' lilv host: run() on the audio thread allocates nothing, takes no lock, leaves
+// the caller's floating-point mode as it was, applies controls designed off
+// the audio thread and reports meters and latency. Allocation and locking
+// are caught by interposing the C library's functions in this executable:
+// the plugin's calls resolve to them first. Also the control values as
+// hosts write them.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <xmmintrin.h>
+
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+#include "lilv_host.hpp"
+#include "settings_from_controls.hpp"
+#include "stemstrip/design.hpp"
+
+extern "C" void* __libc_malloc(size_t);
+extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void* __libc_realloc(void*, size_t);
+extern "C" void __libc_free(void*);
+
+namespace {
+thread_local bool tInRun = false;
+thread_local int tAllocations = 0, tLocks = 0;
+}  // namespace
+
+extern "C" void* malloc(size_t n) {
+    tAllocations += tInRun;
+    return __libc_malloc(n);
+}
+extern "C" void* calloc(size_t n, size_t size) {
+    tAllocations += tInRun;
+    return __libc_calloc(n, size);
+}
+extern "C" void* realloc(void* p, size_t n) {
+    tAllocations += tInRun;
+    return __libc_realloc(p, n);
+}
+extern "C" void free(void* p) {
+    tAllocations += tInRun && p;
+    __libc_free(p);
+}
+extern "C" int pthread_mutex_lock(pthread_mutex_t* m) {
+    static auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+    tLocks += tInRun;
+    return real(m);
+}
+
+namespace stemstrip::lv2 {
+namespace {
+
+constexpr double kRate = 48000;
+
+const Plugin& PluginAt(const std::string& uri) {
+    for (const Plugin& p : Plugins())
+        if (PluginUri(p) == uri) return p;
+    throw std::runtime_error("no plugin " + uri);
+}
+
+// One block of a sine on every input (the key too), with the audio-thread checks on.
+struct RunChecks {
+    int allocations = 0, locks = 0, modeChanges = 0;
+    long phase = 0;
+    void run(lv2test::LilvHost& host, int channels, int n, double amplitude, double hz) {
+        for (int c = 0; c <= channels; ++c)
+            for (int i = 0; i < n; ++i) host.in(c)[i] = static_cast<float>(amplitude * std::sin(2 * M_PI * hz * (phase + i) / kRate));
+        phase += n;
+        const unsigned mode = _mm_getcsr() & ~0x3Fu;  // MXCSR above its sticky flags: masks, rounding, FTZ, DAZ
+        tAllocations = tLocks = 0;
+        tInRun = true;
+        host.run(n);
+        tInRun = false;
+        allocations += tAllocations;
+        locks += tLocks;
+        modeChanges += (_mm_getcsr() & ~0x3Fu) != mode;
+    }
+};
+const LV2_Feature* const kNoFeatures[] = {nullptr};
+
+TEST(RealtimeRun, NoAllocationLockOrModeChangeWhateverTheBlockOrControls) {
+    for (const lv2test::PluginCase& p : lv2test::PluginCases()) {
+        SCOPED_TRACE(p.uri);
+        lv2test::LilvHost host(p, kRate, 4096, kNoFeatures);
+        host.activate();
+        RunChecks checks;
+        int round = 0;
+        for (int block : {1, 7, 16, 333, 512, 4096, 1})
+            for (int i = 0; i < 20; ++i, ++round) {
+                if (round % 3 == 0) {  // designs requested mid-stream
+                    host.port("band1_enable") = 1;
+                    host.port("band1_gain") = static_cast<float>(round % 24 - 12);
+                    host.port("comp_threshold") = static_cast<float>(-(round % 40));
+                    host.port("comp_ratio") = round % 2 ? 4.0f : 1000.0f;  // out of range is clamped, not designed
+                    if (p.sideChain) host.port("key_source") = static_cast<float>(round % 2);
+                }
+                checks.run(host, p.channels(), block, 0.5, 440);
+            }
+        EXPECT_EQ(checks.allocations, 0) << "allocations in run()";
+        EXPECT_EQ(checks.locks, 0) << "mutex locks in run()";
+        EXPECT_EQ(checks.modeChanges, 0) << "run() left the caller's MXCSR changed";
+    }
+    // Rates the strip cannot run at are refused at instantiation.
+    EXPECT_THROW(lv2test::LilvHost(lv2test::PluginCases()[1], 4000, 16, kNoFeatures), std::runtime_error);
+    EXPECT_THROW(lv2test::LilvHost(lv2test::PluginCases()[1], 1e6, 16, kNoFeatures), std::runtime_error);
+}
+
+TEST(RealtimeRun, ControlChangesReachTheAudioAndMetersReportLevels) {
+    lv2test::LilvHost host(lv2test::Case("urn:stemstrip:lv2:plain:stereo"), kRate, 256, kNoFeatures);
+    RunChecks checks;
+    host.port("smoothing") = 0;
+    host.activate();
+    EXPECT_EQ(host.port("latency"), 15.0f) << "reported from activate() on, for hosts that ask before running";
+    for (int i = 0; i < 40; ++i) checks.run(host, 2, 256, 0.1, 1000);  // -20 dBFS
+    // A 1 kHz sine sampled at 48 kHz hits its crest within 0.0002 dB.
+    EXPECT_NEAR(host.port("peak_in_l"), -20.0, 0.01);
+    EXPECT_NEAR(host.port("peak_out_r"), -20.0, 0.01);
+
+    // +12 dB of bell right on the tone: the designer thread picks it up while the audio thread keeps running.
+    host.port("band1_enable") = 1;
+    host.port("band1_freq") = 1000;
+    host.port("band1_gain") = 12;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (host.port("peak_out_l") < -8.05f && std::chrono::steady_clock::now() < deadline) {
+        checks.run(host, 2, 256, 0.1, 1000);
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    for (int i = 0; i < 40; ++i) checks.run(host, 2, 256, 0.1, 1000);  // settled: one more meter window at the new gain
+    EXPECT_NEAR(host.port("peak_out_l"), -8.0, 0.05);
+    EXPECT_NEAR(host.port("peak_in_l"), -20.0, 0.01) << "the input meter is before the EQ";
+    EXPECT_NEAR(host.port("peak_in_r"), -20.0, 0.01);
+    EXPECT_EQ(checks.allocations + checks.locks, 0);
+}
+
+TEST(Controls, SanitiseMakesAnyHostValueUsable) {
+    const Plugin& plugin = PluginAt("urn:stemstrip:lv2:5.1");
+    const auto port = [&](const std::string& symbol) -> const ControlPort& {
+        for (const ControlPort& c : ControlPortsOf(plugin))
+            if (c.symbol == symbol) return c;
+        throw std::runtime_error("no port " + symbol);
+    };
+    // Port, host value, rate, what the strip gets.
+    const std::tuple<const char*, float, double, float> cases[] = {
+        {"comp_threshold", NAN, kRate, 0.0f},  // the default
+        {"comp_threshold", -500, kRate, -80.0f},
+        {"comp_threshold", INFINITY, kRate, 24.0f},
+        {"gate", 0.01f, kRate, 1.0f},  // toggles: above zero is on
+        {"gate", -3, kRate, 0.0f},
+        {"band1_type", 2.6f, kRate, 3.0f},  // the nearest enumeration entry
+        {"band1_type", 99, kRate, 8.0f},
+        {"band1_freq", 30000, kRate, 20000.0f},  // the port's top
+        {"band1_freq", 5, kRate, 10.0f},
+        // Above what the rate allows: the float just below half the rate, the highest the SDK accepts.
+        {"band1_freq", 30000, 32000, 15999.999f},
+        {"band6_freq", NAN, 8000, 3999.9998f},  // a default above 4 kHz
+        {"sc_freq", 20000, 8000, 3999.9998f},
+    };
+    for (const auto& [symbol, value, rate, want] : cases)
+        EXPECT_EQ(Sanitise(port(symbol), value, rate), want) << symbol << " = " << value << " at " << rate << " Hz";
+}
+
+// Every control at both ends of its range, NaN and infinities: the designer
+// must accept the result at every rate, or run() could not apply it.
+TEST(Controls, HostileValuesStillDesignAtEveryRate) {
+    for (const Plugin& p : Plugins()) {
+        const std::vector<ControlPort>& ports = ControlPortsOf(p);
+        for (double rate : {8000.0, 44100.0, 192000.0, 768000.0}) {
+            std::vector<std::vector<float>> sets(2);  // alternate ends, then each value everywhere
+            for (size_t i = 0; i < ports.size(); ++i) sets[0].push_back(i % 2 ? ports[i].max : ports[i].min);
+            for (size_t i = 0; i < ports.size(); ++i) sets[1].push_back(i % 2 ? ports[i].min : ports[i].max);
+            for (float v : {-INFINITY, -1e30f, NAN, 1e30f, INFINITY}) sets.emplace_back(ports.size(), v);
+            for (const std::vector<float>& values : sets)
+                EXPECT_NO_THROW(Design(SettingsFromControls(p, values, rate), p.format.format, rate)) << values[0] << " at " << rate;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace stemstrip::lv2
