@@ -9,10 +9,13 @@
 #include <pthread.h>
 #include <xmmintrin.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <thread>
 
+#include "control_mailbox.hpp"
 #include "lilv_host.hpp"
 #include "settings_from_controls.hpp"
 #include "stemstrip/design.hpp"
@@ -175,6 +178,36 @@ TEST(Controls, HostileValuesStillDesignAtEveryRate) {
                 EXPECT_NO_THROW(Design(SettingsFromControls(p, values, rate), p.format.format, rate)) << values[0] << " at " << rate;
         }
     }
+}
+
+// The mailbox carries whole control sets off the host's thread: a reader
+// never takes a half-written set, never an older one, and the newest stays.
+TEST(ControlMailbox, ReaderNeverAcceptsATornSet) {
+    constexpr size_t kCount = 97;
+    ControlMailbox mailbox(kCount);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        std::vector<float> v(kCount);
+        for (int k = 1; k <= 200000; ++k) {
+            std::fill(v.begin(), v.end(), static_cast<float>(k));
+            mailbox.post(v);
+        }
+        done = true;
+    });
+    std::vector<float> got(kCount);
+    long accepted = 0, torn = 0;
+    float last = 0;
+    while (!done) {
+        if (!mailbox.read(got)) continue;
+        ++accepted;
+        torn += std::count(got.begin(), got.end(), got[0]) != static_cast<long>(kCount);
+        EXPECT_GE(got[0], last) << "went back in time";
+        last = got[0];
+    }
+    writer.join();
+    ASSERT_TRUE(mailbox.read(got));
+    EXPECT_EQ(got[0], 200000.0f) << "the newest set is what stays";
+    EXPECT_EQ(torn, 0) << "of " << accepted << " accepted reads";
 }
 
 }  // namespace
