@@ -66,15 +66,19 @@ inline void EQ_WavefrontRunLanes(EQ_Wavefront<N>& w, const float* const* in, flo
     constexpr int M = (N + P - 1) / P;      // vectors
     const int sections = w.sections;
     // Locals, not the record: the output stores could alias it.
-    V b0, b1, b2, a1, a2, z1[M] = {}, z2[M] = {}, y[M] = {};
-    IntLanes<V> lane, shift;  // lane: the section within its channel
-    for (int l = 0; l < EQ_kMaxSections; ++l) {
-        lane[l] = l % G;
-        shift[l] = l % G == 0 ? EQ_kMaxSections + l : l - 1;  // group starts take the new samples
-        b0[l] = w.b0[l % G], b1[l] = w.b1[l % G], b2[l] = w.b2[l % G], a1[l] = w.a1[l % G], a2[l] = w.a2[l % G];
-        for (int m = 0; m < M; ++m) {
-            if (m * P + l / G < N) z1[m][l] = w.z1[m * P + l / G][l % G], z2[m][l] = w.z2[m * P + l / G][l % G];
-        }
+    V b0, b1, b2, a1, a2, z1[M], z2[M], y[M] = {};
+    // Literal lane maps, so each shuffle is one fixed instruction: group
+    // starts take the new samples; lane: the section within its channel.
+    static_assert(EQ_kMaxSections == 8, "the lane maps spell out eight lanes");
+    using I = IntLanes<V>;
+    const I shift = G == 8 ? I{8, 0, 1, 2, 3, 4, 5, 6} : I{8, 0, 1, 2, 12, 4, 5, 6};
+    const I lane = G == 8 ? I{0, 1, 2, 3, 4, 5, 6, 7} : I{0, 1, 2, 3, 0, 1, 2, 3};
+    const I pair = G == 8 ? lane : I{0, 1, 2, 3, 8, 9, 10, 11};
+    b0 = Permute(w.b0, lane), b1 = Permute(w.b1, lane), b2 = Permute(w.b2, lane);
+    a1 = Permute(w.a1, lane), a2 = Permute(w.a2, lane);
+    for (int m = 0; m < M; ++m) {  // a spare channel slot repeats the vector's first channel
+        const int c = m * P, d = c + 1 < N ? c + 1 : c;
+        z1[m] = Permute2(w.z1[c], w.z1[d], pair), z2[m] = Permute2(w.z2[c], w.z2[d], pair);
     }
     // Step t feeds sample t to the first section and takes sample
     // t - sections + 1 from the last; while filling and draining, lanes
@@ -82,12 +86,15 @@ inline void EQ_WavefrontRunLanes(EQ_Wavefront<N>& w, const float* const* in, flo
     const auto step = [&]<bool kPartial>(int t) {
         for (int m = 0; m < M; ++m) {
             V first{};
-            for (int p = 0; p < P && m * P + p < N; ++p) first[p * G] = t < S ? in[m * P + p][at + t] : 0.0f;
+            for (int p = 0; p < P; ++p) {  // spare lanes repeat a channel: one shuffle builds x either way
+                const int c = m * P + p < N ? m * P + p : m * P;
+                first[p * G] = t < S ? in[c][at + t] : 0.0f;
+            }
             V x;
             if constexpr (G == EQ_kMaxSections) {
                 x = ShiftUp(y[m], first[0]);
             } else {
-                x = __builtin_shuffle(y[m], first, shift);
+                x = Permute2(y[m], first, shift);
             }
             V m1 = z1[m], m2 = z2[m];
             y[m] = BiquadStep(x, b0, b1, b2, a1, a2, m1, m2);
@@ -108,8 +115,8 @@ inline void EQ_WavefrontRunLanes(EQ_Wavefront<N>& w, const float* const* in, flo
     for (; t < sections - 1; ++t) step.template operator()<true>(t);
     for (; t < S; ++t) step.template operator()<false>(t);
     for (; t < S + sections - 1; ++t) step.template operator()<true>(t);
-    for (int c = 0; c < N; ++c) {
-        for (int k = 0; k < G; ++k) w.z1[c][k] = z1[c / P][c % P * G + k], w.z2[c][k] = z2[c / P][c % P * G + k];
+    for (int c = 0; c < N; ++c) {  // lanes from G on are never read back
+        w.z1[c] = Permute(z1[c / P], lane + c % P * G), w.z2[c] = Permute(z2[c / P], lane + c % P * G);
     }
 }
 
@@ -119,7 +126,7 @@ inline void EQ_WavefrontRun(EQ_Wavefront<N>& w, const float* const* in, float* c
         for (int c = 0; c < N; ++c) {
             for (int i = 0; i < S; ++i) out[c][at + i] = in[c][at + i];
         }
-    } else if (N == 2 && w.sections <= EQ_kMaxSections / 2) {
+    } else if (N <= 2 && w.sections <= EQ_kMaxSections / 2) {
         EQ_WavefrontRunLanes<N, S, EQ_kMaxSections / 2>(w, in, out, at);
     } else {
         EQ_WavefrontRunLanes<N, S, EQ_kMaxSections>(w, in, out, at);
