@@ -147,6 +147,18 @@ inline V Permute(V v, IntLanes<V> index) {
 #endif
 }
 
+// Lane l of the result is lane index[l] of a, or from kWidth<V> on of b.
+template <typename V>
+inline V Permute2(V a, V b, IntLanes<V> index) {
+#if defined(__clang__)
+    V result;
+    for (int l = 0; l < kWidth<V>; ++l) result[l] = index[l] < kWidth<V> ? a[index[l]] : b[index[l] - kWidth<V>];
+    return result;
+#else
+    return __builtin_shuffle(a, b, index);
+#endif
+}
+
 // Every lane moved up by one, `first` into lane 0.
 template <typename V>
 inline V ShiftUp(V v, float first) {
