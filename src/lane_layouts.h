@@ -38,6 +38,10 @@
 //      EQ stage (eq/eq_wavefront.h), lane = section, one sample apart:
 //            lane:   0      1      2     ...    7
 //      step t  [ x[t]   x[t-1] x[t-2]  ...  x[t-7] ]   sections b .. b+7
+//      and, for a stage of at most four sections, two channels per vector
+//      (a mono channel fills both halves, the second never stored):
+//            lane:   0      1      2      3   |  4      5      6      7
+//      step t  [ L[t]   L[t-1] L[t-2] L[t-3]  | R[t]   R[t-1] R[t-2] R[t-3] ]
 //
 //      gain computer of one group over the block (dynamics/gain_computer.h),
 //      lane = time step:
