@@ -526,27 +526,29 @@ int WritableLinks(const Scenario& s) {
 
 namespace {
 
-std::string Show(double v, uint64_t bits) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.17g (bits %llx)", v, static_cast<unsigned long long>(bits));
-    return text;
-}
-
-// First differing word of two arrays of 32-bit words: integers exactly,
-// floats bit for bit with any two NaNs alike.
+// First differing word of two arrays of 32- or 64-bit words: integers
+// exactly, floats bit for bit with any two NaNs alike.
+template <class Word, class Float>
 std::string DiffWords(const std::string& what, const void* x, const void* y, size_t words, bool (*isInt)(int) = nullptr,
                       int period = 1) {
     for (size_t i = 0; i < words; ++i) {
-        uint32_t a, b;
-        std::memcpy(&a, static_cast<const char*>(x) + 4 * i, 4);
-        std::memcpy(&b, static_cast<const char*>(y) + 4 * i, 4);
+        Word a, b;
+        Float fa, fb;
+        std::memcpy(&a, static_cast<const char*>(x) + sizeof a * i, sizeof a);
+        std::memcpy(&b, static_cast<const char*>(y) + sizeof b * i, sizeof b);
+        std::memcpy(&fa, &a, sizeof a);
+        std::memcpy(&fb, &b, sizeof b);
         const bool integer = isInt && isInt(static_cast<int>(i % period));
-        if (a != b && (integer || !(std::isnan(model::FromBits(a)) && std::isnan(model::FromBits(b)))))
-            return what + " word " + std::to_string(i) + ": " + Show(integer ? double(int32_t(a)) : double(model::FromBits(a)), a) + " vs " +
-                   Show(integer ? double(int32_t(b)) : double(model::FromBits(b)), b);
+        if (a == b || (!integer && std::isnan(fa) && std::isnan(fb))) continue;
+        char text[160];
+        std::snprintf(text, sizeof text, " word %zu: %.17g vs %.17g (bits %llx vs %llx)", i,
+                      integer ? double(int32_t(a)) : double(fa), integer ? double(int32_t(b)) : double(fb),
+                      static_cast<unsigned long long>(a), static_cast<unsigned long long>(b));
+        return what + text;
     }
     return {};
 }
+constexpr auto Diff32 = DiffWords<uint32_t, float>;
 
 }  // namespace
 
@@ -556,21 +558,16 @@ std::string Compare(const Scenario& a, const Scenario& b) {
         const Instance &p = a.instances[i], &q = b.instances[i];
         const std::string at = "instance " + std::to_string(i) + " ";
         for (size_t c = 0; c < p.outBufs.size() && d.empty(); ++c)
-            d = DiffWords(at + "output " + std::to_string(c), p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size());
+            d = Diff32(at + "output " + std::to_string(c), p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size(), nullptr, 1);
         for (size_t c = 0; c < p.inBufs.size() && d.empty(); ++c)
-            d = DiffWords(at + "input " + std::to_string(c), p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size());
-        if (d.empty()) d = DiffWords(at + "dynState", p.dynState.data(), q.dynState.data(), 15 * p.dynState.size(), StateWordIsInt, 15);
-        if (d.empty()) d = DiffWords(at + "eqState", p.eqState.data(), q.eqState.data(), sizeof(EQ_SState) / 4 * p.eqState.size());
+            d = Diff32(at + "input " + std::to_string(c), p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size(), nullptr, 1);
+        if (d.empty()) d = Diff32(at + "dynState", p.dynState.data(), q.dynState.data(), 15 * p.dynState.size(), StateWordIsInt, 15);
+        if (d.empty()) d = Diff32(at + "eqState", p.eqState.data(), q.eqState.data(), sizeof(EQ_SState) / 4 * p.eqState.size(), nullptr, 1);
         // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary.
-        if (d.empty()) d = DiffWords(at + "private block", p.priv.data(), q.priv.data(), p.priv.size());
+        if (d.empty()) d = Diff32(at + "private block", p.priv.data(), q.priv.data(), p.priv.size(), nullptr, 1);
         for (size_t r = 0; r < p.eqCoefs.size() && d.empty(); ++r) {
-            d = DiffWords(at + "eqCoefs[" + std::to_string(r) + "].coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount);
-            for (int k = 0; k < EQ_kCoefCount && d.empty(); ++k) {
-                const double x = p.eqCoefs[r].accum[k], y = q.eqCoefs[r].accum[k];
-                if (model::Bits(x) != model::Bits(y) && !(std::isnan(x) && std::isnan(y)))
-                    d = at + "eqCoefs[" + std::to_string(r) + "].accum[" + std::to_string(k) + "]: " + Show(x, model::Bits(x)) +
-                        " vs " + Show(y, model::Bits(y));
-            }
+            d = Diff32(at + "eqCoefs.coefs " + std::to_string(r), p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount, nullptr, 1);
+            if (d.empty()) d = DiffWords<uint64_t, double>(at + "eqCoefs.accum " + std::to_string(r), p.eqCoefs[r].accum, q.eqCoefs[r].accum, EQ_kCoefCount);
         }
     }
     if (d.empty() && (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
@@ -582,40 +579,33 @@ std::string Compare(const Scenario& a, const Scenario& b) {
 
 std::string Describe(const Scenario& s) {
     std::string out = std::string("format ") + model::kFormats[s.format].name + ", call order:";
-    auto hex = [&](const char* what, const void* p, size_t bytes) {
-        out += std::string("\n    ") + what;
-        for (size_t i = 0; i < bytes / 4; ++i) {
-            uint32_t w;
-            std::memcpy(&w, static_cast<const char*>(p) + 4 * i, 4);
-            char t[12];
-            std::snprintf(t, sizeof t, " %x", w);
-            out += t;
-        }
+    auto add = [&](const char* format, auto... v) {
+        char text[256];
+        std::snprintf(text, sizeof text, format, v...);
+        out += text;
+    };
+    auto hex = [&](const char* what, const void* p, size_t bytes) {  // records as 32-bit words
+        add("\n    %s", what);
+        for (size_t i = 0; i < bytes / 4; ++i) add(" %x", static_cast<const uint32_t*>(p)[i]);
     };
     for (const SChannelStrip_Alg_Context* p : s.order) {
-        const int i = s.IndexOf(p);
+        const int i = s.IndexOf(p), N = s.instances[i].formatChannels;
         const Instance& in = s.instances[i];
-        const EQ_SCoefs& T = *p->eqTarget;
-        out += "\n  #" + std::to_string(i) + ": count " + std::to_string(*p->sampleCount) + ", key " + std::to_string(*p->sideChainIndex) +
-               (in.inPlace ? ", in place" : "") + ", eq [" + std::to_string(T.sectionBegin[0]) + "," + std::to_string(T.sectionEnd[0]) +
-               ") [" + std::to_string(T.sectionBegin[1]) + "," + std::to_string(T.sectionEnd[1]) + "), slots " +
-               std::to_string(in.countSlot) + std::to_string(in.keySlot) + std::to_string(in.dynCoefSlot) + std::to_string(in.eqTargetSlot);
-        auto ref = [&](const char* what, size_t j, const BufferRef& r) {
-            if (r.instance >= 0)
-                out += std::string(", ") + what + " " + std::to_string(j) + " = #" + std::to_string(r.instance) +
-                       (r.output ? " output " : " input ") + std::to_string(r.channel) + " +" + std::to_string(r.offset);
-        };
-        for (size_t j = 0; j < in.inShare.size(); ++j) ref("input", j, in.inShare[j]);
-        for (size_t c = 0; c < in.outShare.size() && !in.inPlace; ++c) ref("output", c, in.outShare[c]);
-        const std::pair<const char*, int> borrowed[] = {
-            {"dynState", in.dynStateOf}, {"eqCoefs", in.eqCoefsOf}, {"eqState", in.eqStateOf}, {"private", in.privOf}};
-        for (auto [name, of] : borrowed)
-            if (of >= 0) out += std::string(", ") + name + " of #" + std::to_string(of);
+        add("\n  #%d: count %d, key %d,%s slots %d %d %d %d, blocks of #%d %d %d %d (dyn, eqCoefs, eqState, private)", i,
+            *p->sampleCount, *p->sideChainIndex, in.inPlace ? " in place," : "", in.countSlot, in.keySlot, in.dynCoefSlot,
+            in.eqTargetSlot, in.dynStateOf, in.eqCoefsOf, in.eqStateOf, in.privOf);
+        for (const auto* refs : {&in.inShare, &in.outShare})
+            for (size_t j = 0; j < refs->size(); ++j)
+                if (const BufferRef& r = (*refs)[j]; r.instance >= 0 && !(refs == &in.outShare && in.inPlace))
+                    add(", %s %zu = #%d %s %d +%d", refs == &in.inShare ? "input" : "output", j, r.instance,
+                        r.output ? "output" : "input", r.channel, r.offset);
         hex("dynCoefs", p->dynCoefs, sizeof(Dyn_SCoefsBlock));
         hex("eqTarget", p->eqTarget, sizeof(EQ_SCoefs));
-        hex("dynState", in.dynState.data(), sizeof(Dyn_SState) * in.formatChannels);
+        hex("dynState", in.dynState.data(), sizeof(Dyn_SState) * N);
         hex("eqCoefs", in.eqCoefs.data(), sizeof(EQ_SDezipCoefs));
-        hex("private", in.priv.data(), 4 * (3 * in.formatChannels + 4));
+        hex("eqState", in.eqState.data(), sizeof(EQ_SState) * N);
+        hex("private", in.priv.data(), 4 * (3 * N + 4));
+        for (size_t j = 0; j < in.inBufs.size(); ++j) hex("input", in.inPtrs[j], 4 * RoundedLength(*p->sampleCount));
     }
     return out;
 }

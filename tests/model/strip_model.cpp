@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 namespace model {
 
@@ -25,29 +24,7 @@ int32_t TruncToInt32(float v) {
     return static_cast<int32_t>(v);
 }
 
-uint32_t Bits(float v) {
-    uint32_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
-float FromBits(uint32_t u) {
-    float v;
-    std::memcpy(&v, &u, sizeof v);
-    return v;
-}
-
-uint64_t Bits(double v) {
-    uint64_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
 static float fmaf_(float p, float q, float r) { return std::fma(p, q, r); }
-
-static int32_t WrappingDecrement(int32_t h) {
-    return static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);
-}
 
 // ---------------------------------------------------------------------------
 // Tables
@@ -71,24 +48,13 @@ float RoundProven(long double v, const char* table, int index) {
 }
 
 struct Tables {
-    float log2lut[513];
-    float powH[512];
-    float powL[512];
+    float log2lut[513] = {0.0f}, powH[512] = {1.0f}, powL[512];
 
-    Tables() {
-        // 1 + i/512 is exact in long double; powers of two give exact logs.
-        for (int i = 0; i <= 512; ++i) {
-            if (i == 0 || i == 512) {
-                log2lut[i] = i == 0 ? 0.0f : 1.0f;
-                continue;
-            }
-            log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
-        }
-        powH[0] = 1.0f;
-        for (int i = 1; i < 512; ++i)
-            powH[i] = RoundProven(std::exp2(i / 512.0L), "powH", i);
-        for (int i = 0; i < 512; ++i)
-            powL[i] = RoundProven(std::exp2((i + 0.5L) / 262144.0L), "powL", i);
+    Tables() {  // 1 + i/512 is exact in long double; the exact ends are set apart
+        for (int i = 1; i < 512; ++i) log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
+        log2lut[512] = 1.0f;
+        for (int i = 1; i < 512; ++i) powH[i] = RoundProven(std::exp2(i / 512.0L), "powH", i);
+        for (int i = 0; i < 512; ++i) powL[i] = RoundProven(std::exp2((i + 0.5L) / 262144.0L), "powL", i);
     }
 };
 
@@ -149,18 +115,10 @@ void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
                 const float* const* in, float* const* out, int subBlockOffset,
                 int sectionBegin, int sectionEnd, int blockStart) {
     const int pos = blockStart + subBlockOffset;
-    if (sectionBegin >= sectionEnd) {
-        for (int c = 0; c < channels; ++c) {
-            float x[4];
-            for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
-            for (int j = 0; j < 4; ++j) out[c][pos + j] = x[j];
-        }
-        return;
-    }
     for (int c = 0; c < channels; ++c) {
         float x[4];
         for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
-        for (int k = sectionBegin; k < sectionEnd; ++k) {
+        for (int k = sectionBegin; k < sectionEnd; ++k) {  // none for an empty or inverted range: a copy
             const float* s = &coefs->coefs[5 * k];
             const float b0 = s[0], b1 = s[1], b2 = s[2], a1 = s[3], a2 = s[4];
             float z1 = state[c].z1[k];
@@ -193,40 +151,23 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
     S->expRangeDb = fmaf_(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
     S->outputGain = fmaf_(K.outputGainTarget - S->outputGain, t, S->outputGain);
 
-    // Level filter (always runs).
-    float yk[4];
-    {
-        float z1 = S->levelZ1, z2 = S->levelZ2, y = 0.0f;
-        for (int k = 0; k < 4; ++k) {
-            const float xk = x[k];
-            y = fmaf_(xk, K.levelB0, z1);
-            const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
-            const float nz2 = fmaf_(y, K.levelA2, xk * K.levelB2);
-            z1 = nz1;
-            z2 = nz2;
-            yk[k] = y;
-        }
-        S->levelZ1 = z1;
-        S->levelZ2 = z2;
-        S->levelOut = y;
-    }
-
-    // Peak detector (always runs).
-    float ek[4];
-    {
-        float e = S->peakEnvelope;
-        for (int k = 0; k < 4; ++k) {
-            e = (x[k] > e) ? x[k] : e * K.peakDecay;
-            ek[k] = e;
-        }
-        S->peakEnvelope = e;
-    }
-
+    // Level filter and peak detector (both always run), then the detector's choice in dB.
     float d[4], L[4];
+    float z1 = S->levelZ1, z2 = S->levelZ2, e = S->peakEnvelope;
     for (int k = 0; k < 4; ++k) {
-        d[k] = K.detectorMode < 1 ? ek[k] : yk[k];
+        const float xk = x[k];
+        const float y = fmaf_(xk, K.levelB0, z1);
+        const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
+        z2 = fmaf_(y, K.levelA2, xk * K.levelB2);
+        z1 = nz1;
+        S->levelOut = y;
+        e = (xk > e) ? xk : e * K.peakDecay;
+        d[k] = K.detectorMode < 1 ? e : y;
         L[k] = AmpToDb(d[k]);
     }
+    S->levelZ1 = z1;
+    S->levelZ2 = z2;
+    S->peakEnvelope = e;
 
     // Compressor.
     float compGain[4];
@@ -277,7 +218,7 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
                 h = holdReload;
             } else if (h != 0) {
                 gain = p;
-                h = WrappingDecrement(h);
+                h = static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);  // wraps
             } else {
                 gain = fmaf_(K.expReleaseCoef, target - p, p);
             }
