@@ -214,30 +214,23 @@ struct Gen {
             A = static_cast<float>(a), B = static_cast<float>(-2 * a * flat), C = static_cast<float>(a * flat * flat);
         };
         const double cT = Uniform(-60.0, 0.0), cW = Chance(0.2) ? 0.0 : Uniform(0.5, 24.0);
-        K.compSlope = static_cast<float>(1.0 / (Chance(0.15) ? 1e9 : Uniform(1.0, 20.0)) - 1.0);
+        K.compSlope = 1.0 / (Chance(0.15) ? 1e9 : Uniform(1.0, 20.0)) - 1.0;
         knee(K.compSlope, cW, cT - cW / 2, K.compKneeA, K.compKneeB, K.compKneeC);
-        K.compThresholdDb = static_cast<float>(cT);
-        K.compKneeTopDb = static_cast<float>(cT + cW / 2);
-        K.compKneeBottomDb = static_cast<float>(cT - cW / 2);
-        K.compFloorDbTarget = static_cast<float>(Chance(0.2) ? -140.0 : Uniform(-60.0, 0.0));
-        K.outputGainTarget = static_cast<float>(Chance(0.3) ? 1.0 : Uniform(0.25, 4.0));
+        K.compThresholdDb = cT, K.compKneeTopDb = cT + cW / 2, K.compKneeBottomDb = cT - cW / 2;
+        K.compFloorDbTarget = Chance(0.2) ? -140.0 : Uniform(-60.0, 0.0);
+        K.outputGainTarget = Chance(0.3) ? 1.0 : Uniform(0.25, 4.0);
         K.compAttackCoef = Chance(0.1) ? 1.0f : FromMs(Uniform(0.05, 50.0));
         K.compReleaseCoef = FromMs(Uniform(5.0, 2000.0));
         K.reserved11 = static_cast<int32_t>(rng());
-
         const double eT = Uniform(-80.0, -10.0), eW = Chance(0.2) ? 0.0 : Uniform(0.5, 20.0), gOpen = Uniform(-90.0, -20.0);
-        K.expSlope = static_cast<float>(Uniform(0.0, 9.0));
+        K.expSlope = Uniform(0.0, 9.0);
         knee(-K.expSlope, eW, eT + eW / 2, K.expKneeA, K.expKneeB, K.expKneeC);
-        K.expThresholdDb = static_cast<float>(eT);
-        K.gateOpenThresholdDb = static_cast<float>(Chance(0.2) ? -200.0 : gOpen);
-        K.gateCloseThresholdDb = static_cast<float>(gOpen - Uniform(0.0, 12.0));
-        K.expKneeTopDb = static_cast<float>(eT + eW / 2);
-        K.expKneeBottomDb = static_cast<float>(eT - eW / 2);
-        K.expRangeDbTarget = static_cast<float>(Chance(0.2) ? -140.0 : Uniform(-90.0, 0.0));
-        K.expAttackCoef = FromMs(Uniform(0.05, 20.0));
-        K.expReleaseCoef = FromMs(Uniform(5.0, 2000.0));
+        K.expThresholdDb = eT, K.expKneeTopDb = eT + eW / 2, K.expKneeBottomDb = eT - eW / 2;
+        K.gateOpenThresholdDb = Chance(0.2) ? -200.0 : gOpen, K.gateCloseThresholdDb = gOpen - Uniform(0.0, 12.0);
+        K.expRangeDbTarget = Chance(0.2) ? -140.0 : Uniform(-90.0, 0.0);
+        K.expAttackCoef = FromMs(Uniform(0.05, 20.0)), K.expReleaseCoef = FromMs(Uniform(5.0, 2000.0));
         K.holdSamples = Chance(0.5) ? Int(0, 8) : Int(0, 4800);
-        K.peakDecay = static_cast<float>(std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0)));
+        K.peakDecay = std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0));
         for (float* f : {&K.compKneeTopDb, &K.compKneeBottomDb, &K.expKneeTopDb, &K.expKneeBottomDb,
                          &K.gateOpenThresholdDb, &K.gateCloseThresholdDb})
             if (Chance(0.15)) {  // silence, 0 dB or a whole octave down
@@ -250,7 +243,7 @@ struct Gen {
         Biquad(&K.levelB0);
         if (Chance(0.6)) {  // a one-pole smoother as level filter
             const double p = std::exp(-1.0 / (Uniform(1.0, 300.0) * kFs / 1000.0));
-            K.levelB0 = static_cast<float>(1 - p), K.levelA1 = static_cast<float>(p);
+            K.levelB0 = 1 - p, K.levelA1 = p;
             K.levelB1 = K.levelB2 = K.levelA2 = 0.0f;
         }
         const int link = Int(0, 2);  // all together, all apart (as far as slots allow) or random
@@ -277,7 +270,8 @@ struct Gen {
                  u(0.25, 4), u(-60, 0), u(-90, 0), Int(0, 1), Int(0, 100), 0, 0.0f};
         }
         s.reserved13 = static_cast<int32_t>(rng());
-        s.dezipRate = Pick({0.0f, 1.0f, 0.5f, static_cast<float>(std::pow(10.0, Uniform(-4.0, 0.0)))});
+        const float r = std::pow(10.0, Uniform(-4.0, 0.0));
+        s.dezipRate = Pick({0.0f, 1.0f, 0.5f, r, r, r});
         if (adversarial) Attack(s, 0.12, StateWordIsInt);
     }
 
