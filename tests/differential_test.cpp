@@ -33,18 +33,12 @@ scenario::Options OptionsFor(Kind kind, int format, bool hostile) {
         if (!hostile) o.adversarial = o.inPlace = 0.0;
         return o;
     }
-    o.adversarial = hostile ? 0.12 : 0.0;
-    o.inPlace = kind == kShared ? 0.15 : 0.1;
-    o.sharedBlocks = 0.15;
-    o.minInstances = kind == kShared ? 2 : 1;
-    o.maxInstances = kind == kShared && format > 1 ? 6 : 20;
-    o.distinctSlots = 0.8;
-    o.settledEq = kind == kShared ? 0.7 : hostile ? 0.75 : 0.95;
-    o.skippedCounts = hostile ? 0.15 : 0.03;
-    o.variety = hostile ? 0.3 : 0.08;
-    o.audioSpecials = hostile ? 0.1 : 0.0;
-    o.sharedMemory = kind == kShared ? 1.0 : 0.0;
-    o.maxSharedLinks = format <= 1 ? 5 : 3;
+    const bool shared = kind == kShared;
+    o.adversarial = hostile ? 0.12 : 0.0, o.inPlace = shared ? 0.15 : 0.1, o.sharedBlocks = 0.15;
+    o.minInstances = shared ? 2 : 1, o.maxInstances = shared && format > 1 ? 6 : 20, o.distinctSlots = 0.8;
+    o.settledEq = shared ? 0.7 : hostile ? 0.75 : 0.95, o.skippedCounts = hostile ? 0.15 : 0.03;
+    o.variety = hostile ? 0.3 : 0.08, o.audioSpecials = hostile ? 0.1 : 0.0;
+    o.sharedMemory = shared ? 1.0 : 0.0, o.maxSharedLinks = format <= 1 ? 5 : 3;
     return o;
 }
 
