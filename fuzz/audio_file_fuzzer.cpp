@@ -27,23 +27,14 @@ constexpr int64_t kMaxSamplesRead = 1 << 20;  // bounds the time one input may t
     std::abort();
 }
 
-class MemoryFile {
-public:
-    MemoryFile() : fd_(memfd_create("audio_file_fuzzer", 0)), path_("/proc/self/fd/" + std::to_string(fd_)) {
-        if (fd_ < 0) Finding("memfd_create failed");
-    }
-    const std::string& Fill(const uint8_t* data, size_t size) {
-        if (ftruncate(fd_, 0) != 0 || pwrite(fd_, data, size, 0) != static_cast<ssize_t>(size))
-            Finding("cannot fill the memory file");
-        return path_;
-    }
-
-private:
-    int fd_;
-    std::string path_;
-};
-
-bool IntegerEncoding(int sndfileFormat) { return (sndfileFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT; }
+// The input as a file: a memfd written afresh each time, opened by its /proc path.
+const std::string& Fill(const uint8_t* data, size_t size) {
+    static const int fd = memfd_create("audio_file_fuzzer", 0);
+    static const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    if (fd < 0 || ftruncate(fd, 0) != 0 || pwrite(fd, data, size, 0) != static_cast<ssize_t>(size))
+        Finding("cannot fill the memory file");
+    return path;
+}
 
 void ReadToEnd(stemstrip::cli::AudioReader& reader) {
     const stemstrip::cli::AudioFormat& f = reader.format();
@@ -54,7 +45,7 @@ void ReadToEnd(stemstrip::cli::AudioReader& reader) {
         const int64_t got = reader.Read(block);
         if (got < 0 || got > 256) Finding("Read returned " + std::to_string(got) + " frames for 256 asked");
         // Integer samples convert into [-1, 1]; float files carry anything.
-        if (IntegerEncoding(f.sndfileFormat))
+        if ((f.sndfileFormat & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT)
             for (int64_t i = 0; i < got * f.channels; ++i)
                 if (!(std::fabs(block[static_cast<size_t>(i)]) <= 1.0f))
                     Finding("integer sample converted to " + std::to_string(block[static_cast<size_t>(i)]));
@@ -68,8 +59,7 @@ void ReadToEnd(stemstrip::cli::AudioReader& reader) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static MemoryFile file;
-    const std::string& path = file.Fill(data, size);
+    const std::string& path = Fill(data, size);
     try {
         stemstrip::cli::AudioReader reader(path);
         ReadToEnd(reader);

@@ -8,41 +8,33 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "fuzz_case.h"
-#include "model/strip_model.h"
 #include "support/entries.h"
 #include "support/guarded_call.h"
 
 namespace {
 
+[[noreturn]] void Fail(const std::string& what) {
+    std::fprintf(stderr, "%s\n", what.c_str());
+    std::abort();
+}
+
 struct SharedLibrary {
     AlgEntry_Fn entries[model::kFormatCount];
     SharedLibrary() {
         const char* path = std::getenv("STEMSTRIP_LIBRARY");
-        if (!path) Fail("STEMSTRIP_LIBRARY", "not set: give the path of the shipped libstemstrip.so");
+        if (!path) Fail("STEMSTRIP_LIBRARY not set: give the path of the shipped libstemstrip.so");
         void* handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-        if (!handle) Fail("dlopen", dlerror());
+        if (!handle) Fail(std::string("dlopen: ") + dlerror());
         for (int f = 0; f < model::kFormatCount; ++f) {
             const std::string name = std::string("AlgEntry_16_Stem_") + model::kFormats[f].name;
             entries[f] = reinterpret_cast<AlgEntry_Fn>(dlsym(handle, name.c_str()));
-            if (!entries[f]) Fail("dlsym", name.c_str());
+            if (!entries[f]) Fail("dlsym: " + name);
         }
     }
-    [[noreturn]] static void Fail(const char* what, const char* detail) {
-        std::fprintf(stderr, "%s: %s\n", what, detail);
-        std::abort();
-    }
 };
-
-void Expect(const scenario::Scenario& expected, const scenario::Scenario& actual, const char* who, int call,
-            const std::string& before) {
-    const std::string diff = scenario::Compare(expected, actual);
-    if (diff.empty()) return;
-    std::fprintf(stderr, "%s differs from the model at call %d\n%s\nfirst difference (model vs %s): %s\n", who,
-                 call, before.c_str(), who, diff.c_str());
-    std::abort();
-}
 
 }  // namespace
 
@@ -56,13 +48,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         // All three start each call from the model's state, which the
         // previous comparison showed equal to theirs.
         fuzzcase::VisitCall(reader, model);
+        const scenario::Scenario before = model;
         scenario::Scenario instrumented = model, library = model;
-        const std::string before = scenario::Describe(model);
         model::Entry(model.format, model.Begin(), model.End());
         stemstrip_test::CallOnHeapCopy(stemstrip_test::kEntries[model.format], instrumented);
         stemstrip_test::CallOnGuardedCopy(shipped.entries[model.format], library);
-        Expect(model, instrumented, "instrumented entry", call, before);
-        Expect(model, library, "shared library", call, before);
+        const std::pair<const char*, const scenario::Scenario*> results[] = {{"instrumented entry", &instrumented},
+                                                                               {"shared library", &library}};
+        for (const auto& [who, result] : results)
+            if (const std::string diff = scenario::Compare(model, *result); !diff.empty())
+                Fail(std::string(who) + " differs from the model at call " + std::to_string(call) + "\n" +
+                     scenario::Describe(before) + "\nfirst difference (model vs " + who + "): " + diff);
     }
     return 0;
 }

@@ -6,11 +6,13 @@
 // every value the document gave, exactly, and survive a round trip through
 // JSON unchanged; settings the designer accepts must design into blocks a
 // host may hand to the core.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "settings_json.hpp"
@@ -52,33 +54,23 @@ bool Holds(const stemstrip::cli::Json& given, const stemstrip::cli::Json& held) 
     return given == held;
 }
 
-bool Finite(const float* v, size_t n) {
-    for (size_t i = 0; i < n; ++i)
-        if (!std::isfinite(v[i])) return false;
-    return true;
-}
-
 // What the host hands to the core must be usable as it is: finite numbers,
 // stage ranges within the section count, groups within the format's slots.
 void ExpectHostValid(const stemstrip::CoefficientSet& set, stemstrip::Format f, const std::string& input) {
     const Dyn_SCoefsBlock& d = set.dyn;
-    const float dynFloats[] = {d.compSlope, d.compKneeA, d.compKneeB, d.compKneeC, d.compThresholdDb,
-                               d.compKneeTopDb, d.compKneeBottomDb, d.compFloorDbTarget, d.outputGainTarget,
-                               d.compAttackCoef, d.compReleaseCoef, d.expSlope, d.expKneeA, d.expKneeB,
-                               d.expKneeC, d.expThresholdDb, d.gateOpenThresholdDb, d.gateCloseThresholdDb,
-                               d.expKneeTopDb, d.expKneeBottomDb, d.expRangeDbTarget, d.expAttackCoef,
-                               d.expReleaseCoef, d.peakDecay, d.detFilterB0, d.detFilterB1, d.detFilterB2,
-                               d.detFilterA1, d.detFilterA2, d.levelB0, d.levelB1, d.levelB2, d.levelA1,
-                               d.levelA2, d.inputMeterGain, set.dezipRate};
-    if (!Finite(dynFloats, std::size(dynFloats))) Finding("a dynamics coefficient is not finite", input);
-    if (!Finite(set.eq.coefs, EQ_kCoefCount)) Finding("an EQ coefficient is not finite", input);
+    float words[sizeof d / 4];
+    std::memcpy(words, &d, sizeof d);
+    for (int w = 0; w < static_cast<int>(sizeof d / 4); ++w)  // all but the integer words
+        if (!(w == 11 || w == 24 || (w >= 36 && w <= 46) || w == 48) && !std::isfinite(words[w]))
+            Finding("dynamics coefficient word " + std::to_string(w) + " is not finite", input);
+    if (!std::isfinite(set.dezipRate)) Finding("the dezip rate is not finite", input);
+    if (!std::all_of(std::begin(set.eq.coefs), std::end(set.eq.coefs), [](float v) { return std::isfinite(v); }))
+        Finding("an EQ coefficient is not finite", input);
     for (int s = 0; s < 2; ++s)
-        if (set.eq.sectionBegin[s] < 0 || set.eq.sectionEnd[s] > EQ_kMaxSections ||
-            set.eq.sectionBegin[s] > set.eq.sectionEnd[s])
+        if (set.eq.sectionBegin[s] < 0 || set.eq.sectionEnd[s] > EQ_kMaxSections || set.eq.sectionBegin[s] > set.eq.sectionEnd[s])
             Finding("EQ stage range outside 0..8", input);
     for (int c = 0; c < stemstrip::ChannelCount(f); ++c)
-        if (d.channelGroup[c] < 0 || d.channelGroup[c] >= stemstrip::GroupSlots(f))
-            Finding("channel group outside the format's slots", input);
+        if (d.channelGroup[c] < 0 || d.channelGroup[c] >= stemstrip::GroupSlots(f)) Finding("channel group outside the format's slots", input);
     if (d.holdSamples < 0) Finding("negative hold", input);
 }
 

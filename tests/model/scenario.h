@@ -1,7 +1,7 @@
-// Randomised host-side scenarios for differential testing: a set of instances
-// of one stem format with every block a host would allocate, deep-copyable so
-// that the library and the model each run on their own copy, and comparable
-// bit for bit.
+// Randomised host-side scenarios for differential testing: instances of one
+// stem format with every block a host would allocate, deep-copyable so that
+// the library and the model each run on their own copy, and comparable bit
+// for bit.
 #pragma once
 
 #include <cstdint>
@@ -13,13 +13,12 @@
 
 namespace scenario {
 
-// Extra floats/records appended after every block the library may write.
-// They must come back untouched; a write past a block shows up as a mismatch.
+// Extra floats appended after every buffer and private block, one extra
+// record after every writable record array: they must come back untouched.
 inline constexpr int kCanaryFloats = 16;
 
-// A channel pointer that points into a buffer owned by another instance of
-// the scenario, held as indices and an offset so that a deep copy reproduces
-// the sharing inside the copy.
+// A channel pointer into a buffer owned by another instance, held as indices
+// so that a deep copy reproduces the sharing inside the copy.
 struct BufferRef {
     int instance = -1;    // owner; -1: the instance's own buffer
     bool output = false;  // the owner's output buffer (its input if it works in place), else its input
@@ -31,11 +30,11 @@ struct Instance {
     int formatChannels = 0;
     int extraInputs = 0;   // key buffers past the N channels
     bool inPlace = false;  // outputs alias the input buffers
-    int countSlot = 0, keySlot = 0, dynCoefSlot = 0, eqTargetSlot = 0;  // into the Scenario's shared blocks
+    int countSlot = 0, keySlot = 0, dynCoefSlot = 0, eqTargetSlot = 0;  // into the Scenario's read-only blocks
 
     std::vector<std::vector<float>> inBufs;   // N + extraInputs, each padded + canary
     std::vector<std::vector<float>> outBufs;  // N, unused when inPlace
-    std::vector<Dyn_SState> dynState;         // N + 1 (last is a canary)
+    std::vector<Dyn_SState> dynState;         // N + 1 canary
     std::vector<EQ_SDezipCoefs> eqCoefs;      // 1 + 1 canary
     std::vector<EQ_SState> eqState;           // N + 1 canary
     std::vector<float> priv;                  // 3N + 4 + kCanaryFloats
@@ -43,7 +42,7 @@ struct Instance {
     // Memory shared with other instances (empty / -1: the instance's own).
     // inShare[j] redirects input pointer j (for an in-place instance, j < N,
     // also output pointer j), outShare[c] output pointer c; the *Of fields
-    // use another instance's whole writable block.
+    // borrow another instance's whole writable block.
     std::vector<BufferRef> inShare, outShare;
     int dynStateOf = -1, eqCoefsOf = -1, eqStateOf = -1, privOf = -1;
 
@@ -56,8 +55,7 @@ struct Instance {
 
 struct Scenario {
     int format = 0;
-    std::vector<int32_t> counts;
-    std::vector<int32_t> keyIndices;
+    std::vector<int32_t> counts, keyIndices;
     std::vector<Dyn_SCoefsBlock> dynCoefs;
     std::vector<EQ_SCoefs> eqTargets;
     std::vector<Instance> instances;
@@ -84,8 +82,8 @@ struct Options {
     int maxInstances = 4;
     double distinctSlots = 0.0;  // an instance uses read-only slot i of its own
     double settledEq = 0.25;     // smoothed EQ set starts at a fixed point of the glide
-    // Long sample counts, special dezip rates, far-out bypass ranges and
-    // one section split for every slot: what batched instances must keep apart.
+    // Long sample counts, special dezip rates, far-out bypass ranges and one
+    // section split for every slot: what batched instances must keep apart.
     double variety = 0.0;
     double skippedCounts = 0.17;  // a sample count below 1
     double audioSpecials = 0.25;  // NaN, inf, denormals... in the audio
@@ -99,7 +97,6 @@ struct Options {
 class Generator {
 public:
     explicit Generator(uint64_t seed) : rng_(seed) {}
-
     Scenario Make(int format, const Options& opt = {});
     // Between two calls, as a host would: new audio, perhaps new counts, key
     // choices, targets and coefficients; states stay.
@@ -108,38 +105,17 @@ public:
 
 private:
     std::mt19937_64 rng_;
-    Options opt_;
-
-    double Uniform(double lo, double hi);
-    int Int(int lo, int hi);  // inclusive
-    bool Chance(double p);
-    float WildFloat();  // any bit pattern, biased towards specials
-    int32_t WildInt();
-
-    int32_t SampleCount();
-    void FillAudio(std::vector<float>& buf, int valid);
-    void RandomBiquad(float* c5);
-    void FillEqTarget(EQ_SCoefs& t, bool adversarial);
-    void FillDynCoefs(Dyn_SCoefsBlock& k, int channels, int groups, bool adversarial);
-    void FillDynState(Dyn_SState& s, bool adversarial);
-    void FillEqSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial);
-    void FillInstanceBuffers(Scenario& s, Instance& in, bool adversarial);
-    float SpecialRate();
-    void SnapSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool subUlp);
-    void OutOfRangeBypass(EQ_SCoefs& t, int stage);
-    void AddSharing(Scenario& s);
-    void FitSharedStorage(Scenario& s);
 };
 
 // Redirected pointers through which memory another instance writes is read
-// or written, plus shared writable blocks; read-only sharing does not count.
+// or written, plus borrowed writable blocks; read-only sharing does not count.
 int WritableLinks(const Scenario& s);
 
 // Bit-for-bit comparison of two copies of one scenario (NaNs equal whatever
 // their payload, signed zeros distinct): "" or the first difference.
 std::string Compare(const Scenario& a, const Scenario& b);
 
-// A short summary of a scenario, for failure messages.
+// Everything but the audio, for failure messages.
 std::string Describe(const Scenario& s);
 
 }  // namespace scenario

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 namespace model {
 
@@ -25,29 +24,7 @@ int32_t TruncToInt32(float v) {
     return static_cast<int32_t>(v);
 }
 
-uint32_t Bits(float v) {
-    uint32_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
-float FromBits(uint32_t u) {
-    float v;
-    std::memcpy(&v, &u, sizeof v);
-    return v;
-}
-
-uint64_t Bits(double v) {
-    uint64_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
 static float fmaf_(float p, float q, float r) { return std::fma(p, q, r); }
-
-static int32_t WrappingDecrement(int32_t h) {
-    return static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);
-}
 
 // ---------------------------------------------------------------------------
 // Tables
@@ -71,24 +48,13 @@ float RoundProven(long double v, const char* table, int index) {
 }
 
 struct Tables {
-    float log2lut[513];
-    float powH[512];
-    float powL[512];
+    float log2lut[513] = {0.0f}, powH[512] = {1.0f}, powL[512];
 
-    Tables() {
-        // 1 + i/512 is exact in long double; powers of two give exact logs.
-        for (int i = 0; i <= 512; ++i) {
-            if (i == 0 || i == 512) {
-                log2lut[i] = i == 0 ? 0.0f : 1.0f;
-                continue;
-            }
-            log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
-        }
-        powH[0] = 1.0f;
-        for (int i = 1; i < 512; ++i)
-            powH[i] = RoundProven(std::exp2(i / 512.0L), "powH", i);
-        for (int i = 0; i < 512; ++i)
-            powL[i] = RoundProven(std::exp2((i + 0.5L) / 262144.0L), "powL", i);
+    Tables() {  // 1 + i/512 is exact in long double; the exact ends are set apart
+        for (int i = 1; i < 512; ++i) log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
+        log2lut[512] = 1.0f;
+        for (int i = 1; i < 512; ++i) powH[i] = RoundProven(std::exp2(i / 512.0L), "powH", i);
+        for (int i = 0; i < 512; ++i) powL[i] = RoundProven(std::exp2((i + 0.5L) / 262144.0L), "powL", i);
     }
 };
 
@@ -108,23 +74,17 @@ const float* PowTableL() { return GetTables().powL; }
 
 float AmpToDb(float d) {
     if (!(0.0f < d)) return -140.0f;
-    const uint32_t u = Bits(d);
+    const uint32_t u = Bits(d), i = (u >> 14) & 0x1FFu, f = u & 0x3FFFu;
     const int32_t e = static_cast<int32_t>((u >> 23) & 0xFFu);
-    const uint32_t i = (u >> 14) & 0x1FFu;
-    const uint32_t f = u & 0x3FFFu;
     const float* lut = Log2LUT();
     const float base = lut[i] + static_cast<float>(e - 127);
     const float frac = static_cast<float>(f) * 6.1035156e-05f;  // 2^-14
-    const float log2v = fmaf_(lut[i + 1] - lut[i], frac, base);
-    return log2v * 6.0206003f;
+    return fmaf_(lut[i + 1] - lut[i], frac, base) * 6.0206003f;
 }
 
 float DbToAmp(float g) {
-    const uint32_t u =
-        static_cast<uint32_t>(TruncToInt32(fmaf_(g, 1393317.625f, 1065353216.0f)));
-    const uint32_t iH = (u >> 14) & 0x1FFu;
-    const uint32_t iL = (u >> 5) & 0x1FFu;
-    const float m = PowTableH()[iH] * PowTableL()[iL];
+    const uint32_t u = static_cast<uint32_t>(TruncToInt32(fmaf_(g, 1393317.625f, 1065353216.0f)));
+    const float m = PowTableH()[(u >> 14) & 0x1FFu] * PowTableL()[(u >> 5) & 0x1FFu];
     return FromBits((u & 0xFF800000u) | (Bits(m) & 0x007FFFFFu));
 }
 
@@ -133,9 +93,8 @@ float DbToAmp(float g) {
 
 void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate) {
     for (int i = 0; i < EQ_kCoefCount; ++i) {
-        const float d = target.coefs[i] - smoothed.coefs[i];  // float copy, not accum
-        const float s = d * rate;
-        smoothed.accum[i] = smoothed.accum[i] + static_cast<double>(s);
+        const float step = (target.coefs[i] - smoothed.coefs[i]) * rate;  // from the float copy, not accum
+        smoothed.accum[i] = smoothed.accum[i] + static_cast<double>(step);
         smoothed.coefs[i] = static_cast<float>(smoothed.accum[i]);
     }
 }
@@ -149,18 +108,10 @@ void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
                 const float* const* in, float* const* out, int subBlockOffset,
                 int sectionBegin, int sectionEnd, int blockStart) {
     const int pos = blockStart + subBlockOffset;
-    if (sectionBegin >= sectionEnd) {
-        for (int c = 0; c < channels; ++c) {
-            float x[4];
-            for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
-            for (int j = 0; j < 4; ++j) out[c][pos + j] = x[j];
-        }
-        return;
-    }
     for (int c = 0; c < channels; ++c) {
         float x[4];
         for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
-        for (int k = sectionBegin; k < sectionEnd; ++k) {
+        for (int k = sectionBegin; k < sectionEnd; ++k) {  // none for an empty or inverted range: a copy
             const float* s = &coefs->coefs[5 * k];
             const float b0 = s[0], b1 = s[1], b2 = s[2], a1 = s[3], a2 = s[4];
             float z1 = state[c].z1[k];
@@ -193,101 +144,61 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
     S->expRangeDb = fmaf_(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
     S->outputGain = fmaf_(K.outputGainTarget - S->outputGain, t, S->outputGain);
 
-    // Level filter (always runs).
-    float yk[4];
-    {
-        float z1 = S->levelZ1, z2 = S->levelZ2, y = 0.0f;
-        for (int k = 0; k < 4; ++k) {
-            const float xk = x[k];
-            y = fmaf_(xk, K.levelB0, z1);
-            const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
-            const float nz2 = fmaf_(y, K.levelA2, xk * K.levelB2);
-            z1 = nz1;
-            z2 = nz2;
-            yk[k] = y;
-        }
-        S->levelZ1 = z1;
-        S->levelZ2 = z2;
-        S->levelOut = y;
-    }
-
-    // Peak detector (always runs).
-    float ek[4];
-    {
-        float e = S->peakEnvelope;
-        for (int k = 0; k < 4; ++k) {
-            e = (x[k] > e) ? x[k] : e * K.peakDecay;
-            ek[k] = e;
-        }
-        S->peakEnvelope = e;
-    }
-
+    // Level filter and peak detector (both always run), then the detector's choice in dB.
     float d[4], L[4];
+    float z1 = S->levelZ1, z2 = S->levelZ2, e = S->peakEnvelope;
     for (int k = 0; k < 4; ++k) {
-        d[k] = K.detectorMode < 1 ? ek[k] : yk[k];
+        const float xk = x[k];
+        const float y = fmaf_(xk, K.levelB0, z1);
+        const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
+        z2 = fmaf_(y, K.levelA2, xk * K.levelB2);
+        z1 = nz1;
+        S->levelOut = y;
+        e = (xk > e) ? xk : e * K.peakDecay;
+        d[k] = K.detectorMode < 1 ? e : y;
         L[k] = AmpToDb(d[k]);
     }
+    S->levelZ1 = z1;
+    S->levelZ2 = z2;
+    S->peakEnvelope = e;
 
-    // Compressor.
-    float compGain[4];
-    {
-        float prev = S->compGainDb;
-        for (int k = 0; k < 4; ++k) {
-            float target;
-            if (L[k] > K.compKneeTopDb)
-                target = (L[k] - K.compThresholdDb) * K.compSlope;
-            else if (L[k] > K.compKneeBottomDb)
-                target = fmaf_(K.compKneeB, L[k], K.compKneeA * (L[k] * L[k])) + K.compKneeC;
-            else
-                target = 0.0f;
-            const float coef = (target <= prev) ? K.compAttackCoef : K.compReleaseCoef;
-            float gain = fmaf_(coef, target - prev, prev);
-            if (gain < S->compFloorDb) gain = S->compFloorDb;
-            compGain[k] = gain;
-            prev = gain;
+    // Compressor, and expander with gate and hold, sample by sample.
+    float compGain[4], expGain[4];
+    const int32_t holdReload = TruncToInt32(static_cast<float>(K.holdSamples));
+    float pc = S->compGainDb, p = S->expGainDb;
+    int32_t h = S->holdCounter;
+    bool open = S->gateOpen > 0;
+    for (int k = 0; k < 4; ++k) {
+        const float l = L[k];
+        const float ct = l > K.compKneeTopDb      ? (l - K.compThresholdDb) * K.compSlope
+                         : l > K.compKneeBottomDb ? fmaf_(K.compKneeB, l, K.compKneeA * (l * l)) + K.compKneeC
+                                                  : 0.0f;
+        pc = fmaf_(ct <= pc ? K.compAttackCoef : K.compReleaseCoef, ct - pc, pc);
+        if (pc < S->compFloorDb) pc = S->compFloorDb;
+        compGain[k] = pc;
+
+        float curve = 0.0f;
+        if (l < K.expKneeBottomDb)
+            curve = (l - K.expThresholdDb) * K.expSlope;
+        else if (l <= K.expKneeTopDb)  // the last sample's knee sums in another order
+            curve = k < 3 ? fmaf_(K.expKneeA, l * l, K.expKneeB * l) + K.expKneeC
+                          : fmaf_(K.expKneeB, l, K.expKneeA * (l * l)) + K.expKneeC;
+        open = l >= (open ? K.gateCloseThresholdDb : K.gateOpenThresholdDb);
+        const float target = (open && curve >= S->expRangeDb) ? curve : S->expRangeDb;
+        if (target > p) {
+            p = fmaf_(K.expAttackCoef, target - p, p);
+            h = holdReload;
+        } else if (h != 0) {
+            h = static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);  // wraps
+        } else {
+            p = fmaf_(K.expReleaseCoef, target - p, p);
         }
-        S->compGainDb = prev;
+        expGain[k] = p;
     }
-
-    // Expander and gate with hold.
-    float expGain[4];
-    {
-        const int32_t holdReload = TruncToInt32(static_cast<float>(K.holdSamples));
-        float p = S->expGainDb;
-        int32_t h = S->holdCounter;
-        bool open = S->gateOpen > 0;
-        for (int k = 0; k < 4; ++k) {
-            const float l = L[k];
-            float curve;
-            if (l < K.expKneeBottomDb)
-                curve = (l - K.expThresholdDb) * K.expSlope;
-            else if (l <= K.expKneeTopDb)
-                curve = k < 3 ? fmaf_(K.expKneeA, l * l, K.expKneeB * l) + K.expKneeC
-                              : fmaf_(K.expKneeB, l, K.expKneeA * (l * l)) + K.expKneeC;
-            else
-                curve = 0.0f;
-
-            const float threshold = open ? K.gateCloseThresholdDb : K.gateOpenThresholdDb;
-            open = l >= threshold;
-
-            const float target = (open && curve >= S->expRangeDb) ? curve : S->expRangeDb;
-            float gain;
-            if (target > p) {
-                gain = fmaf_(K.expAttackCoef, target - p, p);
-                h = holdReload;
-            } else if (h != 0) {
-                gain = p;
-                h = WrappingDecrement(h);
-            } else {
-                gain = fmaf_(K.expReleaseCoef, target - p, p);
-            }
-            expGain[k] = gain;
-            p = gain;
-        }
-        S->expGainDb = p;
-        S->holdCounter = h;
-        S->gateOpen = open ? 1 : 0;
-    }
+    S->compGainDb = pc;
+    S->expGainDb = p;
+    S->holdCounter = h;
+    S->gateOpen = open ? 1 : 0;
 
     // Linear gains and meters.
     for (int k = 0; k < 4; ++k) {
@@ -359,11 +270,7 @@ void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
             ProcessAudioGain4(row[g], &st[c], ctx, t, 4 + c, runState);
             owner[g] = c;
         }
-        if (K.keyListen != 0) {
-            for (int i = 0; i < 4; ++i) out[c][pos + i] = sc[c][i];
-        } else {
-            for (int i = 0; i < 4; ++i) out[c][pos + i] = in[c][pos + i] * row[g][i];
-        }
+        for (int i = 0; i < 4; ++i) out[c][pos + i] = K.keyListen != 0 ? sc[c][i] : in[c][pos + i] * row[g][i];
         runState[4 + c] = runState[4 + owner[g]];
     }
 }
@@ -401,37 +308,27 @@ void Driver(int N, int G, SChannelStrip_Alg_Context* const* begin, const void* e
         const int32_t n = *ctx->sampleCount;
         if (n < 1) continue;
 
+        const EQ_SCoefs& target = *ctx->eqTarget;
         const float rate = ctx->dynState[0].dezipRate;
-        EQ_SDezipCoefs* eqCoefs = ctx->eqCoefs;
-        const EQ_SCoefs* eqTarget = ctx->eqTarget;
-        EQ_SState* eqState = ctx->eqState;
-        const float* const* inputs = ctx->inputs;
-        float* const* outputs = ctx->outputs;
-        float* priv = *ctx->privateState;
-        float* inputPeaks = priv;
-        float* outputPeaks = priv + N;
-        float* runState = priv + 2 * N;
-
+        float* const* out = ctx->outputs;
+        float* priv = *ctx->privateState;  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N]
         int32_t blockStart = 0;
         do {
             for (int sub = 0; sub < 16; sub += 4) {
-                EQ_DezipStep(*eqCoefs, *eqTarget, rate);
-                EQ_Process(N, eqCoefs, eqState, inputs, outputs, sub, eqTarget->sectionBegin[0],
-                           eqTarget->sectionEnd[0], blockStart);
-                Dynamics_Process(N, G, ctx, outputs, outputs, key, sub, runState, blockStart);
-                EQ_Process(N, eqCoefs, eqState, outputs, outputs, sub, eqTarget->sectionBegin[1],
-                           eqTarget->sectionEnd[1], blockStart);
+                EQ_DezipStep(*ctx->eqCoefs, target, rate);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, ctx->inputs, out, sub, target.sectionBegin[0], target.sectionEnd[0], blockStart);
+                Dynamics_Process(N, G, ctx, out, out, key, sub, priv + 2 * N, blockStart);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, out, out, sub, target.sectionBegin[1], target.sectionEnd[1], blockStart);
             }
-            EQ_DezipRefresh(*eqCoefs);
-            OutputMeters(N, 16, inputs, outputs, inputPeaks, outputPeaks, ctx->dynCoefs, blockStart);
+            EQ_DezipRefresh(*ctx->eqCoefs);
+            OutputMeters(N, 16, ctx->inputs, out, priv, priv + N, ctx->dynCoefs, blockStart);
             blockStart += 16;
         } while (blockStart < n);
     }
 }
 
 void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end) {
-    const Format& f = kFormats[formatIndex];
-    Driver(f.channels, f.groups, begin, end);
+    Driver(kFormats[formatIndex].channels, kFormats[formatIndex].groups, begin, end);
 }
 
 }  // namespace model

@@ -4,6 +4,7 @@
 // on the very same contexts as the library (on a separate copy).
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 #include "stemstrip.h"
@@ -25,9 +26,9 @@ extern const Format kFormats[kFormatCount];
 // float -> int32 with truncation; NaN and out-of-range give INT32_MIN, as the
 // x86 truncating conversion does.
 int32_t TruncToInt32(float v);
-uint32_t Bits(float v);
-float FromBits(uint32_t u);
-uint64_t Bits(double v);
+inline uint32_t Bits(float v) { return std::bit_cast<uint32_t>(v); }
+inline float FromBits(uint32_t u) { return std::bit_cast<float>(u); }
+inline uint64_t Bits(double v) { return std::bit_cast<uint64_t>(v); }
 
 // --- lookup tables and dB conversions --------------------------------------
 

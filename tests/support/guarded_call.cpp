@@ -1,57 +1,74 @@
 #include "guarded_call.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <type_traits>
 #include <vector>
 
-#include "guarded_memory.h"
-
 namespace stemstrip_test {
 namespace {
 
-// Exact-size heap blocks: AddressSanitizer's redzones around each one catch
-// what the guard pages would, in code it instruments, at a fraction of the
-// cost of a mapping per block. Nothing is made read-only.
+// Blocks that end at a PROT_NONE page (one leads too): touching one float past
+// a block raises SIGSEGV. A block gets only its type's alignment, as that is
+// all the library may assume.
+class GuardedArena {
+public:
+    ~GuardedArena() {
+        for (const Mapping& m : maps_) munmap(m.base, m.length);
+    }
+    void* Bytes(size_t bytes) {
+        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE)), data = (bytes + page - 1) / page * page;
+        char* base = static_cast<char*>(mmap(nullptr, data + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        if (base == MAP_FAILED || (data && mprotect(base + page, data, PROT_READ | PROT_WRITE) != 0)) Die("mmap");
+        maps_.push_back({base, data + 2 * page, base + page + data - bytes});
+        return maps_.back().block;
+    }
+    void Protect(const void* block, int prot) {
+        for (const Mapping& m : maps_)
+            if (m.block == block) {
+                const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+                if (m.length > 2 * page && mprotect(m.base + page, m.length - 2 * page, prot) != 0) Die("mprotect");
+                return;
+            }
+        Die("not a block of this arena");
+    }
+
+private:
+    [[noreturn]] static void Die(const char* what) {
+        std::perror(what);
+        std::abort();
+    }
+    struct Mapping {
+        char* base;
+        size_t length;
+        char* block;
+    };
+    std::vector<Mapping> maps_;
+};
+
+// Exact-size heap blocks: AddressSanitizer's redzones catch what the guard
+// pages would, at a fraction of the cost of a mapping per block. Nothing is
+// made read-only.
 class HeapArena {
 public:
-    template <class T>
-    T* Make(size_t count) {
-        T* block = static_cast<T*>(blocks_.emplace_back(::operator new(count * sizeof(T))).get());
-        std::uninitialized_value_construct_n(block, count);
-        return block;
-    }
+    void* Bytes(size_t bytes) { return blocks_.emplace_back(std::make_unique<char[]>(bytes)).get(); }
     void Protect(const void*, int) {}
 
 private:
-    struct Free {
-        void operator()(void* p) const { ::operator delete(p); }
-    };
-    std::vector<std::unique_ptr<void, Free>> blocks_;
+    std::vector<std::unique_ptr<char[]>> blocks_;
 };
 
 template <class Arena, class T>
 T* Place(Arena& arena, const T* source, size_t count) {
-    T* block = arena.template Make<T>(count);
-    std::copy(source, source + count, block);
-    return block;
+    return std::uninitialized_copy_n(source, count, static_cast<T*>(arena.Bytes(count * sizeof(T)))) - count;
 }
 
 size_t Samples(const std::vector<float>& buffer) { return buffer.size() - scenario::kCanaryFloats; }
-
-struct PlacedInstance {
-    std::vector<float*> in, out;
-    float* const* outPtrs;
-    float** privPtr;
-    Dyn_SState* dynState;
-    EQ_SDezipCoefs* eqCoefs;
-    EQ_SState* eqState;
-    float* priv;
-    SChannelStrip_Alg_Context* ctx;
-};
 
 template <class Arena>
 void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
@@ -60,83 +77,74 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
     std::vector<const void*> readOnly;
     auto shared = [&](const auto& values) {
         std::vector<const std::remove_reference_t<decltype(values[0])>*> placed;
-        for (const auto& v : values) {
-            placed.push_back(Place(arena, &v, 1));
-            readOnly.push_back(placed.back());
-        }
+        for (const auto& v : values) readOnly.push_back(placed.emplace_back(Place(arena, &v, 1)));
         return placed;
     };
-    const auto counts = shared(s.counts);
-    const auto keys = shared(s.keyIndices);
+    const auto counts = shared(s.counts), keys = shared(s.keyIndices);
     const auto dynCoefs = shared(s.dynCoefs);
     const auto eqTargets = shared(s.eqTargets);
 
-    std::vector<PlacedInstance> placed(s.instances.size());
+    struct Placed {
+        std::vector<float*> in, out;
+        SChannelStrip_Alg_Context* ctx;
+    };
+    std::vector<Placed> placed(s.instances.size());
     for (size_t i = 0; i < s.instances.size(); ++i) {
         const scenario::Instance& src = s.instances[i];
-        PlacedInstance& g = placed[i];
+        Placed& g = placed[i];
         const int n = src.formatChannels;
-        for (const auto& b : src.inBufs) {
-            g.in.push_back(Place(arena, b.data(), Samples(b)));
-            if (!src.inPlace) readOnly.push_back(g.in.back());
-        }
+        for (const auto& b : src.inBufs) g.in.push_back(Place(arena, b.data(), Samples(b)));
+        if (!src.inPlace) readOnly.insert(readOnly.end(), g.in.begin(), g.in.end());
         for (int c = 0; c < n; ++c)
             g.out.push_back(src.inPlace ? g.in[c] : Place(arena, src.outBufs[c].data(), Samples(src.outBufs[c])));
-        g.dynState = Place(arena, src.dynState.data(), n);
-        g.eqCoefs = Place(arena, src.eqCoefs.data(), 1);
-        g.eqState = Place(arena, src.eqState.data(), n);
-        g.priv = Place(arena, src.priv.data(), 3 * n + 4);
-
-        const float* const* inPtrs = Place(arena, const_cast<const float* const*>(g.in.data()), g.in.size());
-        float* const* outPtrs = Place(arena, g.out.data(), g.out.size());
-        float** privPtr = Place(arena, &g.priv, 1);
-        g.outPtrs = outPtrs;
-        g.privPtr = privPtr;
-        const SChannelStrip_Alg_Context ctx{inPtrs, outPtrs, keys[src.keySlot], counts[src.countSlot],
-                                            dynCoefs[src.dynCoefSlot], g.dynState, eqTargets[src.eqTargetSlot],
-                                            g.eqCoefs, g.eqState, privPtr};
+        float* priv = Place(arena, src.priv.data(), 3 * n + 4);
+        const SChannelStrip_Alg_Context ctx{Place(arena, const_cast<const float* const*>(g.in.data()), g.in.size()),
+                                            Place(arena, g.out.data(), g.out.size()), keys[src.keySlot], counts[src.countSlot],
+                                            dynCoefs[src.dynCoefSlot], Place(arena, src.dynState.data(), n),
+                                            eqTargets[src.eqTargetSlot], Place(arena, src.eqCoefs.data(), 1),
+                                            Place(arena, src.eqState.data(), n), Place(arena, &priv, 1)};
         g.ctx = Place(arena, &ctx, 1);
-        readOnly.insert(readOnly.end(), {inPtrs, outPtrs, privPtr, g.ctx});
+        readOnly.insert(readOnly.end(), {ctx.inputs, ctx.outputs, ctx.privateState, g.ctx});
     }
-
     std::vector<SChannelStrip_Alg_Context*> order;
-    for (const SChannelStrip_Alg_Context* p : s.order)
-        for (size_t i = 0; i < s.instances.size(); ++i)
-            if (&s.instances[i].ctx == p) order.push_back(placed[i].ctx);
+    for (const SChannelStrip_Alg_Context* p : s.order) order.push_back(placed[s.IndexOf(p)].ctx);
     SChannelStrip_Alg_Context* const* begin = Place(arena, order.data(), order.size());
     readOnly.push_back(begin);
-
     for (const void* block : readOnly) arena.Protect(block, PROT_READ);
+
+    // Of a skipped instance only the context, its two integers and the input
+    // pointers and buffers stay readable (and coefficient slots a processed
+    // instance shares).
     std::vector<bool> slotRead(s.dynCoefs.size() + s.eqTargets.size());
     for (const scenario::Instance& src : s.instances)
         if (s.counts[src.countSlot] >= 1) slotRead[src.dynCoefSlot] = slotRead[s.dynCoefs.size() + src.eqTargetSlot] = true;
     for (size_t i = 0; i < s.instances.size(); ++i) {
         const scenario::Instance& src = s.instances[i];
-        const PlacedInstance& g = placed[i];
+        const SChannelStrip_Alg_Context* c = placed[i].ctx;
         if (s.counts[src.countSlot] >= 1) continue;
-        for (const void* block : {static_cast<const void*>(g.outPtrs), static_cast<const void*>(g.privPtr),
-                                  static_cast<const void*>(g.dynState), static_cast<const void*>(g.eqCoefs),
-                                  static_cast<const void*>(g.eqState), static_cast<const void*>(g.priv)})
+        for (const void* block : {static_cast<const void*>(c->outputs), static_cast<const void*>(c->privateState),
+                                  static_cast<const void*>(c->dynState), static_cast<const void*>(c->eqCoefs),
+                                  static_cast<const void*>(c->eqState), static_cast<const void*>(*c->privateState)})
             arena.Protect(block, PROT_NONE);
-        for (int c = 0; c < src.formatChannels && !src.inPlace; ++c) arena.Protect(g.out[c], PROT_NONE);
-        if (!slotRead[src.dynCoefSlot]) arena.Protect(dynCoefs[src.dynCoefSlot], PROT_NONE);
-        if (!slotRead[s.dynCoefs.size() + src.eqTargetSlot]) arena.Protect(eqTargets[src.eqTargetSlot], PROT_NONE);
+        for (int ch = 0; ch < src.formatChannels && !src.inPlace; ++ch) arena.Protect(placed[i].out[ch], PROT_NONE);
+        if (!slotRead[src.dynCoefSlot]) arena.Protect(c->dynCoefs, PROT_NONE);
+        if (!slotRead[s.dynCoefs.size() + src.eqTargetSlot]) arena.Protect(c->eqTarget, PROT_NONE);
     }
     entry(begin, begin + order.size());
 
     for (size_t i = 0; i < s.instances.size(); ++i) {
         scenario::Instance& dst = s.instances[i];
-        const PlacedInstance& g = placed[i];
+        const Placed& g = placed[i];
         const int n = dst.formatChannels;
         if (kRevokes && s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
         for (int c = 0; c < n; ++c) {
             std::vector<float>& b = dst.inPlace ? dst.inBufs[c] : dst.outBufs[c];
-            std::copy(g.out[c], g.out[c] + Samples(b), b.begin());
+            std::copy_n(g.out[c], Samples(b), b.begin());
         }
-        std::copy(g.dynState, g.dynState + n, dst.dynState.begin());
-        dst.eqCoefs[0] = *g.eqCoefs;
-        std::copy(g.eqState, g.eqState + n, dst.eqState.begin());
-        std::copy(g.priv, g.priv + 3 * n + 4, dst.priv.begin());
+        std::copy_n(g.ctx->dynState, n, dst.dynState.begin());
+        dst.eqCoefs[0] = *g.ctx->eqCoefs;
+        std::copy_n(g.ctx->eqState, n, dst.eqState.begin());
+        std::copy_n(*g.ctx->privateState, 3 * n + 4, dst.priv.begin());
     }
 }
 
