@@ -66,33 +66,24 @@ TEST(Meters, DecibelsMatchTheLinearSignalAndReadClears) {
     EXPECT_EQ(em.compReductionDb, 0.0f);
 }
 
-// The null test: a neutral strip's output equals its input bit for bit,
-// and makeup on it is delivered as asked.
+// The null test: a neutral strip's output equals its input bit for bit, one
+// latency later, in every format. (Makeup alone is measured with the time
+// constants.)
 TEST(Passthrough, ANeutralStripNullsAgainstItsInput) {
-    Settings busyButNeutral;  // no band enabled, ratio 1, expander off, 0 dB makeup
-    busyButNeutral.bands[3] = {.gainDb = 12.0, .q = 4.0};
-    busyButNeutral.compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1};
-    busyButNeutral.expander = {.thresholdDb = -30.0, .rangeDb = 20.0};
-    busyButNeutral.detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass};
-    busyButNeutral.inputMeterTrimDb = 6.0;
-    Settings makeup;
-    makeup.compressor.makeupDb = 6.0;
-    for (int format = 0; format < kFormatCount; ++format)
-        for (const Settings& s : {busyButNeutral, makeup}) {
-            const Format f = static_cast<Format>(format);
-            Instance strip(f, s, kRate);
-            const Signal x = Noise(strip.channels(), 4000, 3), y = Stream(strip, x, [] { return 4000; });
-            const double gain = std::pow(10.0, s.compressor.makeupDb / 20.0);
-            const int delay = strip.latency();
-            for (int c = 0; c < strip.channels(); ++c)
-                for (int i = delay; i < 4000; ++i) {
-                    const float expected = x[c][i - delay];
-                    if (gain == 1.0)
-                        ASSERT_EQ(y[c][i], expected) << FormatName(f) << " channel " << c << " sample " << i;
-                    else  // the gain factor's and the product's rounding
-                        ASSERT_NEAR(y[c][i], expected * gain, std::abs(expected) * 0x1p-22) << FormatName(f);
-                }
-        }
+    Settings s;  // busy, but no band enabled, ratio 1, expander off, 0 dB makeup
+    s.bands[3] = {.gainDb = 12.0, .q = 4.0};
+    s.compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1};
+    s.expander = {.thresholdDb = -30.0, .rangeDb = 20.0};
+    s.detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass};
+    s.inputMeterTrimDb = 6.0;
+    for (int format = 0; format < kFormatCount; ++format) {
+        Instance strip(static_cast<Format>(format), s, kRate);
+        const int delay = strip.latency();
+        const Signal x = Noise(strip.channels(), 4000, 3), y = Stream(strip, x, [] { return 4000; });
+        for (int c = 0; c < strip.channels(); ++c)
+            EXPECT_EQ(0, std::memcmp(x[c].data(), y[c].data() + delay, (4000 - delay) * sizeof(float)))
+                << FormatName(static_cast<Format>(format)) << " channel " << c;
+    }
 }
 
 TEST(Denormals, ScopeFlushesInsideAndRestoresTheCallersMode) {
