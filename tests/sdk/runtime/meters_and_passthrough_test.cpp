@@ -28,13 +28,12 @@ TEST(Meters, DecibelsMatchTheLinearSignalAndReadClears) {
     const MeterSnapshot m = strip.readMeters();
 
     EXPECT_EQ(m.samples, n);
-    double lowestGain = 1e9, highestGain = 0;
     for (int c = 0; c < 2; ++c) {
         EXPECT_NEAR(m.inputPeakDb[c], Db(c ? 0.125 : 0.25) + 6.0, 1e-3);
-        float peak = 0;
-        for (float v : y[c]) peak = std::max(peak, std::abs(v));
-        EXPECT_NEAR(m.outputPeakDb[c], Db(peak), 1e-3);
+        const auto peak = std::max_element(y[c].begin(), y[c].end(), [](float a, float b) { return std::abs(a) < std::abs(b); });
+        EXPECT_NEAR(m.outputPeakDb[c], Db(std::abs(*peak)), 1e-3);
     }
+    double lowestGain = 1e9, highestGain = 0;
     for (int i = 0; i < n; ++i)
         if (std::abs(x[0][i]) > 0.01f) {
             lowestGain = std::min(lowestGain, double(y[0][i] / x[0][i]));
