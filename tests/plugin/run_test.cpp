@@ -18,7 +18,6 @@
 #include "control_mailbox.hpp"
 #include "lilv_host.hpp"
 #include "settings_from_controls.hpp"
-#include "stemstrip/design.hpp"
 
 namespace {
 thread_local bool tInRun = false;
@@ -30,22 +29,13 @@ thread_local int tAllocations = 0, tLocks = 0;
 // interceptors allocated). The asan preset leaves the RealtimeRun tests
 // out, like the other tests that load the plugin into lilv.
 #ifndef __SANITIZE_ADDRESS__
+// C++ allocates through malloc; freeing on the audio thread counts too (an
+// old design released there, say).
 extern "C" void* __libc_malloc(size_t);
-extern "C" void* __libc_calloc(size_t, size_t);
-extern "C" void* __libc_realloc(void*, size_t);
 extern "C" void __libc_free(void*);
-
 extern "C" void* malloc(size_t n) {
     tAllocations += tInRun;
     return __libc_malloc(n);
-}
-extern "C" void* calloc(size_t n, size_t size) {
-    tAllocations += tInRun;
-    return __libc_calloc(n, size);
-}
-extern "C" void* realloc(void* p, size_t n) {
-    tAllocations += tInRun;
-    return __libc_realloc(p, n);
 }
 extern "C" void free(void* p) {
     tAllocations += tInRun && p;
@@ -62,12 +52,6 @@ namespace stemstrip::lv2 {
 namespace {
 
 constexpr double kRate = 48000;
-
-const Plugin& PluginAt(const std::string& uri) {
-    for (const Plugin& p : Plugins())
-        if (PluginUri(p) == uri) return p;
-    throw std::runtime_error("no plugin " + uri);
-}
 
 // One block of a sine on every input (the key too), with the audio-thread checks on.
 struct RunChecks {
@@ -144,7 +128,8 @@ TEST(RealtimeRun, ControlChangesReachTheAudioAndMetersReportLevels) {
 }
 
 TEST(Controls, SanitiseMakesAnyHostValueUsable) {
-    const Plugin& plugin = PluginAt("urn:stemstrip:lv2:5.1");
+    const Plugin& plugin = *std::find_if(Plugins().begin(), Plugins().end(),
+                                         [](const Plugin& p) { return PluginUri(p) == "urn:stemstrip:lv2:5.1"; });
     const auto port = [&](const std::string& symbol) -> const ControlPort& {
         for (const ControlPort& c : ControlPortsOf(plugin))
             if (c.symbol == symbol) return c;
@@ -168,22 +153,6 @@ TEST(Controls, SanitiseMakesAnyHostValueUsable) {
     };
     for (const auto& [symbol, value, rate, want] : cases)
         EXPECT_EQ(Sanitise(port(symbol), value, rate), want) << symbol << " = " << value << " at " << rate << " Hz";
-}
-
-// Every control at both ends of its range, NaN and infinities: the designer
-// must accept the result at every rate, or run() could not apply it.
-TEST(Controls, HostileValuesStillDesignAtEveryRate) {
-    for (const Plugin& p : Plugins()) {
-        const std::vector<ControlPort>& ports = ControlPortsOf(p);
-        for (double rate : {8000.0, 44100.0, 192000.0, 768000.0}) {
-            std::vector<std::vector<float>> sets(2);  // alternate ends, then each value everywhere
-            for (size_t i = 0; i < ports.size(); ++i) sets[0].push_back(i % 2 ? ports[i].max : ports[i].min);
-            for (size_t i = 0; i < ports.size(); ++i) sets[1].push_back(i % 2 ? ports[i].min : ports[i].max);
-            for (float v : {-INFINITY, -1e30f, NAN, 1e30f, INFINITY}) sets.emplace_back(ports.size(), v);
-            for (const std::vector<float>& values : sets)
-                EXPECT_NO_THROW(Design(SettingsFromControls(p, values, rate), p.format.format, rate)) << values[0] << " at " << rate;
-        }
-    }
 }
 
 // The mailbox carries whole control sets off the host's thread: a reader
