@@ -82,8 +82,7 @@ TEST(Ports, TheReleasedOnesStayAndCarryTheirRoles) {
             lilv_nodes_free(value);
         }
         const auto& [releasedVersion, releasedPorts] = released[p.uri];
-        if (version == releasedVersion) EXPECT_EQ(now, releasedPorts) << "ports changed without a version bump";
-        EXPECT_GE(std::stod(version), std::stod(releasedVersion)) << "the version went back";
+        if (now != releasedPorts) EXPECT_GT(std::stod(version), std::stod(releasedVersion)) << "ports changed without a version bump";
         for (const auto& [index, port] : releasedPorts)
             EXPECT_EQ(now[index].substr(0, now[index].find(' ')), port.substr(0, port.find(' '))) << "port " << index;
     }
@@ -122,9 +121,9 @@ const std::vector<std::string> kBusyCli = {
     "detector.filterHz=150", "detector.filterQ=1", "smoothingMs=5"};
 
 // Loud, then near the gate threshold, then silence (decaying tails), then
-// moderate again; each channel its own pitch and level. Zeros where Dirty()
-// puts non-finite samples.
-Audio Signal(int channels, long frames) {
+// moderate again; each channel its own pitch and level. Two samples NaN and
+// +inf when dirty, else zeros (what the plugin renders them as).
+Audio Signal(int channels, long frames, bool dirty = false) {
     Audio a{kRate, channels, std::vector<float>(frames * channels)};
     for (long t = 0; t < frames; ++t) {
         const double sec = static_cast<double>(t) / kRate;
@@ -132,11 +131,8 @@ Audio Signal(int channels, long frames) {
         for (int c = 0; c < channels; ++c)
             a.at(t, c) = static_cast<float>(envelope * (1.0 - 0.06 * c) * std::sin(2 * M_PI * 110 * (c + 2) * sec + c));
     }
-    a.at(2000, channels - 1) = a.at(2100, 0) = 0.0f;
-    return a;
-}
-Audio Dirty(Audio a) {
-    a.at(2000, a.channels - 1) = NAN, a.at(2100, 0) = INFINITY;
+    a.at(2000, channels - 1) = dirty ? NAN : 0.0f;
+    a.at(2100, 0) = dirty ? INFINITY : 0.0f;
     return a;
 }
 
@@ -233,20 +229,20 @@ TEST(HostRender, EveryPluginGivesTheSdkAndCliAudioInEveryHost) {
     int next = 0;
     for (const PluginCase& p : PluginCases()) {
         SCOPED_TRACE(p.uri);
-        const Audio in = Signal(p.channels(), kRate);
-        const Audio out = Lv2apply(p, p.sideChain ? WithKey(Dirty(in), Key(kRate, true)) : Dirty(in), kBusyControls, Tag(p));
+        const Audio in = Signal(p.channels(), kRate), dirty = Signal(p.channels(), kRate, true);
+        const Audio out = Lv2apply(p, p.sideChain ? WithKey(dirty, Key(kRate, true)) : dirty, kBusyControls, Tag(p));
         EXPECT_EQ(Diff(stemstrip_test::SdkRender(p.format, BusySettings(), in, p.order(), {}, Sdk(1, false)), out), "");
         EXPECT_EQ(Diff(stemstrip_test::SdkRender(p.format, BusySettings(), in, p.order(), {}, Sdk(512, true)), out, kLatency), "");
         EXPECT_TRUE(std::all_of(out.samples.begin(), out.samples.begin() + kLatency * p.channels(), [](float s) { return s == 0; }));
         const int block = blocks[next++ % std::size(blocks)];
-        EXPECT_EQ(Diff(out, Lv2file(p, Dirty(in), kBusyControls, block, Tag(p))), "") << "lv2file -b " << block;
+        EXPECT_EQ(Diff(out, Lv2file(p, dirty, kBusyControls, block, Tag(p))), "") << "lv2file -b " << block;
         EXPECT_EQ(Diff(Cli(p, in, cli, Tag(p)), out, kLatency), "");
         // The settings did act: loud part compressed, gated part shut.
         EXPECT_LT(Rms(out, 0.1, 0.25), 0.6 * Rms(in, 0.1, 0.25));
         EXPECT_LT(Rms(out, 0.4, 0.45), 0.1 * Rms(in, 0.4, 0.45));
         if (!p.sideChain) continue;
         // The key, chosen: the file channel after the programme, ducking where it is loud.
-        const Audio keyed = Lv2apply(p, WithKey(Dirty(in), Key(kRate, true)), keyControls, "key_" + Tag(p));
+        const Audio keyed = Lv2apply(p, WithKey(dirty, Key(kRate, true)), keyControls, "key_" + Tag(p));
         EXPECT_EQ(Diff(stemstrip_test::SdkRender(p.format, keySettings, in, p.order(), Key(kRate, false), Sdk(64, false)), keyed), "");
         EXPECT_LT(Rms(keyed, 0.75, 0.85), 0.3 * Rms(in, 0.75, 0.85));
     }
