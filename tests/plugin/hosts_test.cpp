@@ -2,8 +2,7 @@
 // the ports sessions are restored by; lv2apply (one frame per run(), no
 // features, buffers inside an interleaved frame) and lv2file (blocks of any
 // size, factory presets through lilv's state API) must give the SDK's or the
-// CLI's audio for the same settings, to the bit. The tests' own lilv host
-// draws the inline display.
+// CLI's audio for the same settings, to the bit.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,7 +12,6 @@
 #include <sstream>
 
 #include "audio_files.hpp"
-#include "inline_display_extension.h"
 #include "lilv_host.hpp"
 #include "programs.hpp"
 #include "sdk_render.hpp"
@@ -280,41 +278,6 @@ TEST(HostRender, FactoryPresetsLoadedByAHostRenderLikeTheCli) {
     const std::map<std::string, int> expected = {
         {"dialogue-gate", 22}, {"drum-bus", 22}, {"film-stem-5.1", 4}, {"limiter", 22}, {"vocal", 22}};
     EXPECT_EQ(plugins, expected);
-}
-
-// The inline display through lilv: the image has the requested width, the
-// EQ curve (+12 dB bell at 1 kHz on an axis of +-18 dB) sits a third of the
-// way up from the middle at 1 kHz and on the middle line at 40 Hz, and the
-// plugin asked the host to redraw.
-TEST(InlineDisplay, RendersTheEqCurveAtTheRequestedSize) {
-    int requests = 0;
-    LV2_Inline_Display queue{&requests, [](void* h) { ++*static_cast<int*>(h); }};
-    const LV2_Feature queueFeature{LV2_INLINEDISPLAY__queue_draw, &queue};
-    const LV2_Feature* features[] = {&queueFeature, nullptr};
-    LilvHost host(Case("urn:stemstrip:lv2:plain:stereo"), kRate, 256, features);
-    host.port("band4_enable") = 1;
-    host.port("band4_freq") = 1000;
-    host.port("band4_gain") = 12;
-    host.activate();
-    host.run(256);
-    const auto* display = static_cast<const LV2_Inline_Display_Interface*>(
-        lilv_instance_get_extension_data(host.instance, LV2_INLINEDISPLAY__interface));
-    ASSERT_TRUE(display);
-    const LV2_Inline_Display_Image_Surface& image = *display->render(lilv_instance_get_handle(host.instance), 160, 100);
-    ASSERT_EQ(image.width, 160);
-    ASSERT_TRUE(image.height > 20 && image.height <= 100) << image.height;
-    EXPECT_GT(requests, 0);
-    const auto curveRow = [&](double hz) {  // the curve's colour is yellow: red and green high, blue low
-        const int x = static_cast<int>((image.width - 9) * std::log10(hz / 20) / 3);
-        for (int y = 0; y < image.height; ++y) {
-            const unsigned char* px = &image.data[y * image.stride + 4 * x];
-            if (px[2] > 200 && px[1] > 150 && px[0] < 100) return y;
-        }
-        return -1;
-    };
-    const double middle = image.height / 2.0;
-    EXPECT_NEAR(curveRow(1000), middle - middle * 12 / 18, 2.5);
-    EXPECT_NEAR(curveRow(40), middle, 2.5);
 }
 
 }  // namespace

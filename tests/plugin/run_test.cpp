@@ -1,6 +1,6 @@
 // The plugin in the tests' lilv host: run() on the audio thread allocates nothing, takes no lock, leaves
 // the caller's floating-point mode as it was, applies controls designed off
-// the audio thread and reports meters and latency. Allocation and locking
+// the audio thread and reports meters, latency and the inline display. Allocation and locking
 // are caught by interposing the C library's functions in this executable:
 // the plugin's calls resolve to them first. Also the control values as
 // hosts write them.
@@ -17,6 +17,7 @@
 #include <tuple>
 
 #include "control_mailbox.hpp"
+#include "inline_display_extension.h"
 #include "lilv_host.hpp"
 #include "settings_from_controls.hpp"
 
@@ -99,8 +100,16 @@ TEST(RealtimeRun, NoAllocationLockOrModeChangeWhateverTheBlockOrControls) {
     EXPECT_THROW(lv2test::LilvHost(lv2test::PluginCases()[1], 1e6, 16, kNoFeatures), std::runtime_error);
 }
 
-TEST(RealtimeRun, ControlChangesReachTheAudioAndMetersReportLevels) {
-    lv2test::LilvHost host(lv2test::Case("urn:stemstrip:lv2:plain:stereo"), kRate, 256, kNoFeatures);
+// A control change reaches the audio, the meters and the inline display,
+// whose image has the requested width and the EQ curve (+12 dB bell at 1 kHz
+// on an axis of +-18 dB) a third of the way up from the middle at 1 kHz and
+// on the middle line at 40 Hz; the plugin asks the host to redraw.
+TEST(RealtimeRun, ControlChangesReachTheAudioMetersAndInlineDisplay) {
+    int requests = 0;
+    LV2_Inline_Display queue{&requests, [](void* h) { ++*static_cast<int*>(h); }};
+    const LV2_Feature queueFeature{LV2_INLINEDISPLAY__queue_draw, &queue};
+    const LV2_Feature* features[] = {&queueFeature, nullptr};
+    lv2test::LilvHost host(lv2test::Case("urn:stemstrip:lv2:plain:stereo"), kRate, 256, features);
     RunChecks checks;
     host.port("smoothing") = 0;
     host.activate();
@@ -124,6 +133,25 @@ TEST(RealtimeRun, ControlChangesReachTheAudioAndMetersReportLevels) {
     EXPECT_NEAR(host.port("peak_in_l"), -20.0, 0.01) << "the input meter is before the EQ";
     EXPECT_NEAR(host.port("peak_in_r"), -20.0, 0.01);
     EXPECT_EQ(checks.counts(), std::make_tuple(0, 0, 0)) << "allocations, locks, MXCSR changes in run()";
+
+    const auto* display = static_cast<const LV2_Inline_Display_Interface*>(
+        lilv_instance_get_extension_data(host.instance, LV2_INLINEDISPLAY__interface));
+    ASSERT_TRUE(display);
+    const LV2_Inline_Display_Image_Surface& image = *display->render(lilv_instance_get_handle(host.instance), 160, 100);
+    ASSERT_EQ(image.width, 160);
+    ASSERT_TRUE(image.height > 20 && image.height <= 100) << image.height;
+    EXPECT_GT(requests, 0);
+    const auto curveRow = [&](double hz) {  // the curve's colour is yellow: red and green high, blue low
+        const int x = static_cast<int>((image.width - 9) * std::log10(hz / 20) / 3);
+        for (int y = 0; y < image.height; ++y) {
+            const unsigned char* px = &image.data[y * image.stride + 4 * x];
+            if (px[2] > 200 && px[1] > 150 && px[0] < 100) return y;
+        }
+        return -1;
+    };
+    const double middle = image.height / 2.0;
+    EXPECT_NEAR(curveRow(1000), middle - middle * 12 / 18, 2.5);
+    EXPECT_NEAR(curveRow(40), middle, 2.5);
 }
 
 TEST(Controls, SanitiseMakesAnyHostValueUsable) {
