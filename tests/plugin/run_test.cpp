@@ -157,11 +157,6 @@ TEST(RealtimeRun, ControlChangesReachTheAudioMetersAndInlineDisplay) {
 TEST(Controls, SanitiseMakesAnyHostValueUsable) {
     const Plugin& plugin = *std::find_if(Plugins().begin(), Plugins().end(),
                                          [](const Plugin& p) { return PluginUri(p) == "urn:stemstrip:lv2:5.1"; });
-    const auto port = [&](const std::string& symbol) -> const ControlPort& {
-        for (const ControlPort& c : ControlPortsOf(plugin))
-            if (c.symbol == symbol) return c;
-        throw std::runtime_error("no port " + symbol);
-    };
     // Port, host value, rate, what the strip gets.
     const std::tuple<const char*, float, double, float> cases[] = {
         {"comp_threshold", NAN, kRate, 0.0f},  // the default
@@ -178,8 +173,12 @@ TEST(Controls, SanitiseMakesAnyHostValueUsable) {
         {"band6_freq", NAN, 8000, 3999.9998f},  // a default above 4 kHz
         {"sc_freq", 20000, 8000, 3999.9998f},
     };
-    for (const auto& [symbol, value, rate, want] : cases)
-        EXPECT_EQ(Sanitise(port(symbol), value, rate), want) << symbol << " = " << value << " at " << rate << " Hz";
+    for (const auto& [symbol, value, rate, want] : cases) {
+        const auto port = std::find_if(ControlPortsOf(plugin).begin(), ControlPortsOf(plugin).end(),
+                                       [&](const ControlPort& c) { return c.symbol == symbol; });
+        ASSERT_NE(port, ControlPortsOf(plugin).end()) << symbol;
+        EXPECT_EQ(Sanitise(*port, value, rate), want) << symbol << " = " << value << " at " << rate << " Hz";
+    }
 }
 
 // The mailbox carries whole control sets off the host's thread: a reader
