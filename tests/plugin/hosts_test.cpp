@@ -45,12 +45,12 @@ TEST(Ports, TheReleasedOnesStayAndCarryTheirRoles) {
         released[uri].second[index] = symbol + " " + lo + " " + hi;
     }
     ASSERT_EQ(released.size(), PluginCases().size()) << PORT_REFERENCE;
-    LilvWorld* world = World().world;
+    LilvWorld* world = World();
     LilvNode* designation = lilv_new_uri(world, LV2_CORE__designation);
     LilvNode* versionParts[] = {lilv_new_uri(world, LV2_CORE__minorVersion), lilv_new_uri(world, LV2_CORE__microVersion)};
     for (const PluginCase& p : PluginCases()) {
         SCOPED_TRACE(p.uri);
-        const LilvPlugin* plugin = World().plugin(p.uri);
+        const LilvPlugin* plugin = PluginOf(p.uri);
         std::vector<float> lo(lilv_plugin_get_num_ports(plugin)), hi(lo.size());
         lilv_plugin_get_port_ranges_float(plugin, lo.data(), hi.data(), nullptr);
         std::map<int, std::string> now;

@@ -11,24 +11,23 @@
 
 namespace stemstrip::lv2test {
 
-struct Lilv {
-    LilvWorld* world = lilv_world_new();
-    Lilv() {
-        LilvNode* bundle = lilv_new_file_uri(world, nullptr, STEMSTRIP_LV2_DIR "/stemstrip.lv2/");
-        lilv_world_load_bundle(world, bundle);
+// The build's bundle, loaded once into a lilv world of its own.
+inline LilvWorld* World() {
+    static LilvWorld* const world = [] {
+        LilvWorld* w = lilv_world_new();
+        LilvNode* bundle = lilv_new_file_uri(w, nullptr, STEMSTRIP_LV2_DIR "/stemstrip.lv2/");
+        lilv_world_load_bundle(w, bundle);
         lilv_node_free(bundle);
-    }
-    const LilvPlugin* plugin(const std::string& uri) {
-        LilvNode* node = lilv_new_uri(world, uri.c_str());
-        const LilvPlugin* p = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world), node);
-        lilv_node_free(node);
-        if (!p) throw std::runtime_error("lilv finds no plugin " + uri);
-        return p;
-    }
-};
-inline Lilv& World() {
-    static Lilv world;
+        return w;
+    }();
     return world;
+}
+inline const LilvPlugin* PluginOf(const std::string& uri) {
+    LilvNode* node = lilv_new_uri(World(), uri.c_str());
+    const LilvPlugin* p = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(World()), node);
+    lilv_node_free(node);
+    if (!p) throw std::runtime_error("lilv finds no plugin " + uri);
+    return p;
 }
 
 // One instance: control ports at their defaults, audio inputs and the key
@@ -36,7 +35,7 @@ inline Lilv& World() {
 class LilvHost {
 public:
     LilvHost(const PluginCase& p, double rate, int maxBlock, const LV2_Feature* const* features)
-        : plugin_(World().plugin(p.uri)), values_(lilv_plugin_get_num_ports(plugin_)),
+        : plugin_(PluginOf(p.uri)), values_(lilv_plugin_get_num_ports(plugin_)),
           audio_(2 * p.channels() + 1, std::vector<float>(maxBlock)) {
         lilv_plugin_get_port_ranges_float(plugin_, nullptr, nullptr, values_.data());
         instance = lilv_plugin_instantiate(plugin_, rate, features);
@@ -51,7 +50,7 @@ public:
     }
     // Any port but audio, outputs included.
     float& port(const std::string& symbol) {
-        LilvNode* node = lilv_new_string(World().world, symbol.c_str());
+        LilvNode* node = lilv_new_string(World(), symbol.c_str());
         const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
         lilv_node_free(node);
         return values_.at(port ? lilv_port_get_index(plugin_, port) : values_.size());  // throws for no such port
