@@ -1,9 +1,9 @@
-// The plugin in the tests' lilv host: run() on the audio thread allocates nothing, takes no lock, leaves
-// the caller's floating-point mode as it was, applies controls designed off
-// the audio thread and reports meters, latency and the inline display. Allocation and locking
-// are caught by interposing the C library's functions in this executable:
-// the plugin's calls resolve to them first. Also the control values as
-// hosts write them.
+// The plugin in the tests' lilv host: run() on the audio thread allocates
+// nothing, takes no lock, leaves the caller's floating-point mode as it was,
+// applies controls designed off the audio thread and reports meters, latency
+// and the inline display. Allocation and locking are caught by interposing
+// the C library's functions in this executable: the plugin's calls resolve
+// to them first. Also the control values as hosts write them.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
