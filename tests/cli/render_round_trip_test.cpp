@@ -15,30 +15,35 @@ namespace {
 
 using stemstrip::Format;
 
+// Without a mask, a file gets the usual layout of its channel count, with a
+// note where that is a guess between stem formats.
+enum class Unmasked { Other, Usual, UsualNoted };
+
 struct LayoutCase {
     Format format;
     uint32_t fileMask;           // what the input declares
     std::vector<int> stripOrder; // file channel of each strip channel, for that mask
     const char* name;            // as the summary prints it
+    Unmasked unmasked = Unmasked::Other;
 };
 
 // Masks as WAVE_FORMAT_EXTENSIBLE defines them: FL 0x1, FR 0x2, FC 0x4, LFE 0x8,
 // BL 0x10, BR 0x20, BC 0x100, SL 0x200, SR 0x400; channels stored in ascending
 // bit order. The strip wants side pairs before back pairs and Cs last.
 const std::vector<LayoutCase> kLayouts = {
-    {Format::Mono, 0x4, {0}, "mono"},
-    {Format::Stereo, 0x3, {0, 1}, "stereo"},
-    {Format::LCR, 0x7, {0, 1, 2}, "lcr"},
-    {Format::Quad, 0x33, {0, 1, 2, 3}, "quad"},
+    {Format::Mono, 0x4, {0}, "mono", Unmasked::Usual},
+    {Format::Stereo, 0x3, {0, 1}, "stereo", Unmasked::Usual},
+    {Format::LCR, 0x7, {0, 1, 2}, "lcr", Unmasked::Usual},
+    {Format::Quad, 0x33, {0, 1, 2, 3}, "quad", Unmasked::UsualNoted},
     {Format::Quad, 0x603, {0, 1, 2, 3}, "quad"},
     {Format::LCRS, 0x107, {0, 1, 2, 3}, "lcrs"},
-    {Format::Surround5_0, 0x607, {0, 1, 2, 3, 4}, "5.0"},
-    {Format::Surround5_1, 0x60F, {0, 1, 2, 3, 4, 5}, "5.1"},
+    {Format::Surround5_0, 0x607, {0, 1, 2, 3, 4}, "5.0", Unmasked::Usual},
+    {Format::Surround5_1, 0x60F, {0, 1, 2, 3, 4, 5}, "5.1", Unmasked::UsualNoted},
     {Format::Surround5_1, 0x3F, {0, 1, 2, 3, 4, 5}, "5.1"},
     {Format::Surround6_0, 0x707, {0, 1, 2, 4, 5, 3}, "6.0"},
-    {Format::Surround6_1, 0x70F, {0, 1, 2, 3, 5, 6, 4}, "6.1"},
+    {Format::Surround6_1, 0x70F, {0, 1, 2, 3, 5, 6, 4}, "6.1", Unmasked::UsualNoted},
     {Format::Surround7_0, 0x637, {0, 1, 2, 5, 6, 3, 4}, "7.0"},
-    {Format::Surround7_1, 0x63F, {0, 1, 2, 3, 6, 7, 4, 5}, "7.1"},
+    {Format::Surround7_1, 0x63F, {0, 1, 2, 3, 6, 7, 4, 5}, "7.1", Unmasked::Usual},
 };
 
 // The last strip channel on a detector of its own, every other one linked in
@@ -66,66 +71,49 @@ Rendered Render(const ScratchDir& dir, const std::string& input, const std::vect
     return r;
 }
 
+// Every layout with its mask, and the count's usual layouts without one:
+// libsndfile writes its own default masks for the channel counts unless the
+// program records the layout before the first sample (8 channels would get
+// 0xFF instead of 7.1's 0x63F). Without a mask the file is rendered at
+// default settings, the null test: the input comes back bit for bit.
 TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
     const mode_t umaskNow = umask(0);
     umask(umaskNow);
-    for (const LayoutCase& c : kLayouts) {
-        SCOPED_TRACE(testing::Message() << c.name << " mask 0x" << std::hex << c.fileMask);
-        ScratchDir dir("every-format");
-        const int channels = stemstrip::ChannelCount(c.format);
-        Audio input = TestSignal(channels, kFrames, kRate, 7u + channels);
-        // A NaN and an infinity render as zeros would, and the summary says where the first one was.
-        Audio dirty = input;
-        dirty.at(2400, channels - 1) = NAN;
-        dirty.at(2409, 0) = -INFINITY;
-        input.at(2400, channels - 1) = input.at(2409, 0) = 0.0f;
-        WriteBytes(dir / "in.wav", WavBytes(dirty, c.fileMask));
-        const std::vector<int> groups = LopsidedGroups(c.format);
-        WriteBytes(dir / "preset.json", TestPresetJson(groups));
+    for (const LayoutCase& c : kLayouts)
+        for (const bool masked : {true, false}) {
+            if (!masked && c.unmasked == Unmasked::Other) continue;
+            SCOPED_TRACE(testing::Message() << c.name << " mask 0x" << std::hex << c.fileMask << (masked ? "" : " left out"));
+            ScratchDir dir("every-format");
+            const int channels = stemstrip::ChannelCount(c.format);
+            Audio input = TestSignal(channels, kFrames, kRate, 7u + channels);
+            // A NaN and an infinity render as zeros would, and the summary says where the first one was.
+            Audio dirty = input;
+            dirty.at(2400, channels - 1) = NAN;
+            dirty.at(2409, 0) = -INFINITY;
+            input.at(2400, channels - 1) = input.at(2409, 0) = 0.0f;
+            WriteBytes(dir / "in.wav", WavBytes(dirty, masked ? std::optional(c.fileMask) : std::nullopt));
+            const std::vector<int> groups = LopsidedGroups(c.format);
+            WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
-        const Rendered r = Render(dir, dir / "in.wav", {"--preset", dir / "preset.json", "--block", "100"});
-        ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-        EXPECT_EQ(r.run.err, "");  // no progress bar without a terminal
-        EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
-        EXPECT_EQ(r.run.out.find("note:"), std::string::npos) << r.run.out;
-        EXPECT_NE(r.run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at 0.050 s "
-                                 "(sample 2400)"), std::string::npos) << r.run.out;
-        EXPECT_NE(r.run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
-        EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
-                  static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
-        // Extensible float (ParseWav fills the audio only for 32-bit float).
-        EXPECT_EQ(r.wav.formatTag, 0xFFFE);
-        EXPECT_EQ(r.wav.channelMask, c.fileMask);
-        EXPECT_EQ(FirstDifference(SdkRender(c.format, TestSettings(groups), input, c.stripOrder), r.wav.audio), "");
-    }
-}
-
-// libsndfile writes its own default masks for the channel counts unless the
-// program records the layout before the first sample; the known traps are 8
-// channels (0xFF instead of 7.1's 0x63F) and formats with no mask in the
-// input at all. Default settings are the null test: the input comes back
-// bit for bit.
-TEST(RenderRoundTrip, FilesWithoutAMaskGetTheCountsUsualLayoutAndNullAtDefaults) {
-    const struct {
-        uint32_t writtenMask;
-        const char* name;
-        bool noted;
-    } cases[] = {{0x4, "mono", false}, {0x3, "stereo", false}, {0x7, "lcr", false},  {0x33, "quad", true},
-                 {0x607, "5.0", false}, {0x60F, "5.1", true},  {0x70F, "6.1", true}, {0x63F, "7.1", false}};
-    for (int channels = 1; channels <= 8; ++channels) {
-        const auto& c = cases[channels - 1];
-        SCOPED_TRACE(c.name);
-        ScratchDir dir("no-mask");
-        const Audio input = TestSignal(channels, 4000, kRate, 3u);
-        WriteBytes(dir / "in.wav", WavBytes(input, std::nullopt));
-        const Rendered r = Render(dir, dir / "in.wav", {});
-        ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-        EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
-        EXPECT_EQ(r.run.out.find("note: no channel mask") != std::string::npos, c.noted) << r.run.out;
-        EXPECT_EQ(r.run.out.find("warning"), std::string::npos) << r.run.out;
-        EXPECT_EQ(r.wav.channelMask, c.writtenMask);
-        EXPECT_EQ(FirstDifference(input, r.wav.audio), "");
-    }
+            const Rendered r = Render(dir, dir / "in.wav",
+                                      masked ? std::vector<std::string>{"--preset", dir / "preset.json", "--block", "100"}
+                                             : std::vector<std::string>{});
+            ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
+            EXPECT_EQ(r.run.err, "");  // no progress bar without a terminal
+            EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
+            EXPECT_EQ(r.run.out.find("note:") != std::string::npos, !masked && c.unmasked == Unmasked::UsualNoted)
+                << r.run.out;
+            EXPECT_NE(r.run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at "
+                                     "0.050 s (sample 2400)"), std::string::npos) << r.run.out;
+            EXPECT_NE(r.run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
+            EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
+                      static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
+            // Extensible float (ParseWav fills the audio only for 32-bit float).
+            EXPECT_EQ(r.wav.formatTag, 0xFFFE);
+            EXPECT_EQ(r.wav.channelMask, c.fileMask);
+            const Audio expected = masked ? SdkRender(c.format, TestSettings(groups), input, c.stripOrder) : input;
+            EXPECT_EQ(FirstDifference(expected, r.wav.audio), "");
+        }
 }
 
 TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
