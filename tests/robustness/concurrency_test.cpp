@@ -72,9 +72,7 @@ TEST(Concurrency, ControlThreadChangesSettingsAndReadsMetersWhileAudioProcesses)
     std::thread audio([&] { work.RunAudio(); });
     audio.join();
     control.join();
-    EXPECT_EQ(work.RoundsCompleted(), robustness::RealtimeWorkload::kRounds);
-    EXPECT_GT(work.SettingsTaken(), 0);
-    EXPECT_TRUE(work.AllFinite());
+    EXPECT_EQ(work.Problems(), "");
 }
 
 }  // namespace

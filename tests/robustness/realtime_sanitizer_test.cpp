@@ -26,9 +26,7 @@ TEST(RealtimeSanitizer, AllEntriesAndInstanceProcessWhileSettingsChange) {
     std::thread audio([&] { RunRealtime([&] { work.RunAudio(); }); });
     audio.join();
     control.join();
-    EXPECT_EQ(work.RoundsCompleted(), robustness::RealtimeWorkload::kRounds);
-    EXPECT_GT(work.SettingsTaken(), 0);
-    EXPECT_TRUE(work.AllFinite());
+    EXPECT_EQ(work.Problems(), "");
 }
 
 // The bracket is real: an allocation inside it is reported.
