@@ -1,7 +1,9 @@
 // Long runs at the extreme corners of the settings, and NaN bursts in the
 // input, straight through the core: nothing crashes, the meters a host reads
 // never take a NaN, the audio stays finite wherever the input is, and a NaN
-// burst in one channel reaches no channel outside its linking group.
+// burst in one channel reaches no channel outside its linking group. And
+// whatever rounding and flush-to-zero mode the host's audio thread runs in,
+// every entry returns with the control bits as they were.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,7 +15,24 @@
 #include "core_bank.h"
 #include "extreme_settings.h"
 
+#if defined(__SSE__)
+#include <pmmintrin.h>
+#endif
+
 namespace {
+
+#if defined(__SSE__)
+// Status flags are sticky and may be raised by any arithmetic; they are not part of the mode.
+unsigned Mode() { return _mm_getcsr() & ~0x3Fu; }
+void SetMode(unsigned mode) { _mm_setcsr(mode); }
+const unsigned kFlush = _MM_FLUSH_ZERO_ON | _MM_DENORMALS_ZERO_ON;
+const unsigned kModes[] = {Mode(), Mode() | kFlush, (Mode() & ~_MM_ROUND_MASK) | _MM_ROUND_TOWARD_ZERO,
+                           (Mode() & ~_MM_ROUND_MASK) | _MM_ROUND_UP | kFlush};
+#else
+unsigned Mode() { return 0; }
+void SetMode(unsigned) {}
+const unsigned kModes[] = {0};
+#endif
 
 using stemstrip::Format;
 
@@ -76,6 +95,7 @@ TEST(DezipRateCorners, FrozenAndInstantGlideForTwentySeconds) {
 // Two identical runs of every format, one with NaN bursts in channel 0.
 // Channels outside channel 0's group must come out bit for bit as in the
 // clean run; channels inside it share its gains, which must stay finite.
+// Each call in another floating-point mode, which it must leave alone.
 TEST(NanBursts, StayInsideTheLinkingGroupOfTheirChannel) {
     stemstrip::Settings s;
     s.compressor = {.thresholdDb = -30.0, .ratio = 4.0, .attackMs = 1.0};
@@ -94,9 +114,14 @@ TEST(NanBursts, StayInsideTheLinkingGroupOfTheirChannel) {
                     const float v = Programme(rngBurst, c, start + i);
                     burst.input(0, c)[i] = c == 0 && (start + i) % 48000 < 100 ? NAN : v;
                 }
+            const unsigned mode = kModes[start / kCall % std::size(kModes)];
+            SetMode(mode);
             clean.call();
             burst.call();
+            const unsigned after = Mode();
+            SetMode(kModes[0]);
             const std::string where = std::string(stemstrip::FormatName(f)) + " at " + std::to_string(start);
+            ASSERT_EQ(after, mode) << where << ": the floating-point mode";
             ASSERT_TRUE(All(burst.meters(0), 3 * n + 4, NotNan)) << where << ": meters";
             for (int c = 1; c < n; ++c) {
                 if (set.dyn.channelGroup[c] != set.dyn.channelGroup[0])
