@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -33,6 +34,25 @@ public:
     static constexpr int kSamples = 256;  // per call
     static constexpr double kRate = 48000.0;
 
+    // The control side on a thread of its own, the audio side on the thread
+    // `audioThread(body)` runs it on (false: it could not run at all); ""
+    // when it ran every round, took new settings, and every meter value and
+    // output sample of both paths is finite.
+    static bool OnAThread(const std::function<void()>& body) {
+        std::thread(body).join();
+        return true;
+    }
+    template <class AudioThread = decltype(&OnAThread)>
+    static std::string Run(AudioThread audioThread = &OnAThread) {
+        RealtimeWorkload work;
+        std::thread control([&] { work.RunControl(); });
+        const bool ran = audioThread([&] { work.RunAudio(); });
+        if (!ran) work.abandoned_.store(true);  // releases RunControl
+        control.join();
+        return ran ? work.Problems() : "the audio side could not run";
+    }
+
+private:
     RealtimeWorkload() {
         for (int f = 0; f < stemstrip::kFormatCount; ++f) {
             const auto format = static_cast<stemstrip::Format>(f);
@@ -43,14 +63,14 @@ public:
                 std::make_unique<stemstrip::runtime::TripleBuffer<stemstrip::CoefficientSet>>(start),
                 std::make_unique<stemstrip::Instance>(format, stemstrip::Settings{}, kRate,
                                                         stemstrip::InstanceOptions{.flushDenormals = f % 2 == 1}),
-                std::vector<std::vector<float>>(n, std::vector<float>(kSamples)),
                 std::vector<std::vector<float>>(n, std::vector<float>(kSamples)), {}, {}});
+            // A sine into the core's instances, a square into the SDK's.
             for (int c = 0; c < n; ++c) {
                 for (int i = 0; i < kSamples; ++i) {
-                    e.bank->input(0, c)[i] = e.bank->input(1, c)[i] = 0.5f * std::sin(0.01f * static_cast<float>((c + 1) * i));
-                    e.in[c][i] = (i % 64 < 32 ? 0.8f : -0.01f) / static_cast<float>(c + 1);
+                    e.bank->input(0, c)[i] = 0.5f * std::sin(0.01f * static_cast<float>((c + 1) * i));
+                    e.bank->input(1, c)[i] = (i % 64 < 32 ? 0.8f : -0.01f) / static_cast<float>(c + 1);
                 }
-                e.inPtrs.push_back(e.in[c].data());
+                e.inPtrs.push_back(e.bank->input(1, c));
                 e.outPtrs.push_back(e.out[c].data());
             }
         }
@@ -98,9 +118,6 @@ public:
         }
     }
 
-    // Releases RunControl when the audio side cannot run at all.
-    void Abandon() { abandoned_.store(true); }
-
     // "" when the audio side ran every round, took new settings, and every
     // meter value and output sample of both paths is finite.
     std::string Problems() const {
@@ -119,13 +136,12 @@ public:
         return "";
     }
 
-private:
     struct Format {
         stemstrip::Format format;
         std::unique_ptr<CoreBank> bank;
         std::unique_ptr<stemstrip::runtime::TripleBuffer<stemstrip::CoefficientSet>> handoff;
         std::unique_ptr<stemstrip::Instance> instance;
-        std::vector<std::vector<float>> in, out;
+        std::vector<std::vector<float>> out;
         std::vector<const float*> inPtrs;
         std::vector<float*> outPtrs;
     };
