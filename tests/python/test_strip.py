@@ -126,11 +126,8 @@ def test_another_thread_runs_while_one_processes():
     sys.setswitchinterval(1000)
     try:
         go.set()
-        for _ in range(200):
-            strip.process(audio)
-            if ran.is_set():
-                break
-        assert ran.is_set()
+        # Processing until the other thread has run, at most 200 times.
+        assert any(strip.process(audio) is not None and ran.is_set() for _ in range(200))
     finally:
         sys.setswitchinterval(interval)
         other.join()
