@@ -18,28 +18,6 @@ namespace {
 
 constexpr int64_t kFrames = 30011;
 
-// in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
-// a symbolic link to the input, a few broken presets and an earlier output.
-void WriteFixtures(const ScratchDir& dir) {
-    WriteBytes(dir / "in.wav", WavBytes(TestSignal(2, kFrames, 48000, 1u), 0x3));
-    WriteBytes(dir / "short.wav", WavBytes(TestSignal(2, 1000, 48000, 5u), 0x3));
-    WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
-    WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
-    WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
-    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
-    WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
-    WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
-    WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
-    WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
-    WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
-    WriteBytes(dir / "deep.json", std::string(100000, '[') + std::string(100000, ']'));
-    const std::string whole = ReadBytes(dir / "in.wav");
-    WriteBytes(dir / "cut.wav", whole.substr(0, whole.size() - 1000 * 2 * sizeof(float)));
-    std::filesystem::create_directory(dir.path() / "sub");
-    std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
-    WriteBytes(dir / "old.wav", "an earlier render");
-}
-
 struct ErrorCase {
     std::vector<std::string> args;  // after "render"; bare file names are in the scratch directory
     std::vector<std::string> mentions;
@@ -75,10 +53,27 @@ void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c) {
 
 TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     ScratchDir dir("errors");
-    WriteFixtures(dir);
-    const std::vector<std::string> io = {"in.wav", "out.wav"};
-    auto with = [&](std::vector<std::string> extra) {
-        extra.insert(extra.begin(), io.begin(), io.end());
+    // in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
+    // a symbolic link to the input, a few broken presets and an earlier output.
+    WriteBytes(dir / "in.wav", WavBytes(TestSignal(2, kFrames, 48000, 1u), 0x3));
+    WriteBytes(dir / "short.wav", WavBytes(TestSignal(2, 1000, 48000, 5u), 0x3));
+    WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
+    WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
+    WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
+    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
+    WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
+    WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
+    WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
+    WriteBytes(dir / "out-of-range.json", R"({"bands": [{"enabled": true, "frequencyHz": 30000}]})");
+    WriteBytes(dir / "needs-key.json", R"({"detector": {"externalKey": true}})");
+    WriteBytes(dir / "deep.json", std::string(100000, '[') + std::string(100000, ']'));
+    const std::string whole = ReadBytes(dir / "in.wav");
+    WriteBytes(dir / "cut.wav", whole.substr(0, whole.size() - 1000 * 2 * sizeof(float)));
+    std::filesystem::create_directory(dir.path() / "sub");
+    std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
+    WriteBytes(dir / "old.wav", "an earlier render");
+    auto with = [](std::vector<std::string> extra) {  // in.wav out.wav, then `extra`
+        extra.insert(extra.begin(), {"in.wav", "out.wav"});
         return extra;
     };
     const std::vector<ErrorCase> cases = {
