@@ -128,6 +128,7 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
     Rendered r = Render(dir, dir / "quad.wav", {"--preset", dir / "preset.json", "--format", "lcrs"});
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
     EXPECT_NE(r.run.out.find("lcrs, 48000 Hz"), std::string::npos) << r.run.out;
+    EXPECT_EQ(r.run.out.find("warning"), std::string::npos) << r.run.out;  // a clean file
     EXPECT_EQ(r.wav.channelMask, 0x107u);
     EXPECT_EQ(FirstDifference(SdkRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.wav.audio), "");
 
