@@ -34,9 +34,7 @@ public:
         for (auto& s : strips_) s->retarget(set);
     }
 
-    int instances() const { return static_cast<int>(strips_.size()); }
     int channels() const { return channels_; }
-    int samples() const { return static_cast<int>(buffers_[0].size()); }
     float* input(int instance, int channel) { return buffers_[2 * (instance * channels_ + channel)].data(); }
     float* output(int instance, int channel) { return buffers_[2 * (instance * channels_ + channel) + 1].data(); }
     // Peaks in, peaks out, the dynamics meters: 3 * channels + 4 floats.
