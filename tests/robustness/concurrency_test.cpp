@@ -46,7 +46,7 @@ TEST(Concurrency, ThreadsOwningDisjointInstanceSetsMatchSerial) {
 
 TEST(Concurrency, ContextsSharingOnlyReadOnlyBlocksSplitAcrossThreadsMatchSerial) {
     scenario::Generator gen(0x5A4E);
-    const scenario::Options allShared{0.0, 0.0, 1.0};
+    const scenario::Options allShared{.inPlace = 0.0, .sharedBlocks = 1.0};
     int splitCalls = 0;
     for (int n = 0; n < 40; ++n) {
         scenario::Scenario serial = gen.Make(n % model::kFormatCount, allShared);
