@@ -55,7 +55,6 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
         const scenario::Options opt = OptionsFor(kind, format, n % 2 == 1);
         scenario::Scenario expected = gen.Make(format, opt);
         for (int call = 0, calls = callCount(gen.Rng()); call < calls; ++call) {
-            const scenario::Scenario input = expected;
             scenario::Scenario actual = expected;
             model::Entry(format, expected.Begin(), expected.End());
             if (kind != kShared && n % 16 == 0)
@@ -63,7 +62,7 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
             else
                 kEntries[format](actual.Begin(), actual.End());
             ASSERT_EQ(scenario::Compare(expected, actual), "")
-                << "seed " << seed << ", scenario " << n << ", call " << call << "\n" << scenario::Describe(input);
+                << "seed " << seed << ", scenario " << n << ", call " << call;
             gen.Evolve(expected, opt);
         }
     }
@@ -89,42 +88,24 @@ TEST(Entries, EmptyArrayIsNeverRead) {
 // The oracle against numbers worked out by hand.
 
 TEST(ModelAnchors, DecibelConversions) {
+    // Exact octaves; silence, negatives and NaN at the -140 dB floor.
     EXPECT_EQ(model::Bits(model::AmpToDb(1.0f)), model::Bits(0.0f));
     EXPECT_EQ(model::AmpToDb(2.0f), 6.0206003f);
     EXPECT_EQ(model::AmpToDb(0.5f), -6.0206003f);
-    for (float silent : {0.0f, -0.0f, -1.0f, -INFINITY, NAN, -NAN})
-        EXPECT_EQ(model::AmpToDb(silent), -140.0f) << silent;
-    // 9 high mantissa bits all set: interpolates towards log2(2) = 1.
-    const float justBelow2 = model::FromBits(0x3FFFFFFFu);
-    EXPECT_NEAR(model::AmpToDb(justBelow2), 6.0206003f, 1e-5f);
-    EXPECT_LT(model::AmpToDb(justBelow2), 6.0206003f);
-    EXPECT_NEAR(model::AmpToDb(INFINITY), 128 * 6.0206003f, 1e-3f);
-
+    for (float silent : {0.0f, -0.0f, -1.0f, -INFINITY, NAN}) EXPECT_EQ(model::AmpToDb(silent), -140.0f) << silent;
     // 0 dB carries half a step of the fine table: 2^(2^-19) = 1 + 11 ulp.
     EXPECT_EQ(model::Bits(model::DbToAmp(0.0f)), 0x3F80000Bu);
-    const float half = model::DbToAmp(-6.0206003f);
-    EXPECT_EQ((model::Bits(half) >> 23) & 0xFF, 126u);
-    EXPECT_NEAR(half, 0.5f, 1e-5f);
-    EXPECT_NEAR(model::DbToAmp(-140.0f) / 1e-7f, 1.0f, 1e-3f);
-    for (float db = -120.0f; db <= 24.0f; db += 0.37f)  // the tables realise 10^(g/20)
+    // Otherwise the tables realise 10^(g/20) and 20 log10(a).
+    for (float db = -140.0f; db <= 24.0f; db += 0.37f)
         EXPECT_NEAR(model::DbToAmp(db) / std::pow(10.0f, db / 20.0f), 1.0f, 1e-5f) << db;
-    for (float a = 1e-6f; a < 100.0f; a *= 1.37f)
-        EXPECT_NEAR(model::AmpToDb(a), 20.0f * std::log10(a), 2e-4f) << a;
-
-    EXPECT_EQ(model::Log2LUT()[0], 0.0f);
-    EXPECT_EQ(model::Log2LUT()[512], 1.0f);
-    EXPECT_EQ(model::Log2LUT()[256], 0.5849625f);  // log2(1.5)
-    EXPECT_EQ(model::PowTableH()[0], 1.0f);
+    for (float a = 1e-6f; a < 100.0f; a *= 1.37f) EXPECT_NEAR(model::AmpToDb(a), 20.0f * std::log10(a), 2e-4f) << a;
+    EXPECT_EQ(model::Log2LUT()[256], 0.5849625f);    // log2(1.5)
     EXPECT_EQ(model::PowTableH()[256], 1.4142135f);  // sqrt(2)
-    EXPECT_EQ(model::PowTableH()[511], 1.9972942f);
-    EXPECT_EQ(model::PowTableL()[0], 1.0000013f);
-    EXPECT_EQ(model::PowTableL()[511], 1.0013534f);
+    EXPECT_EQ(model::PowTableL()[511], 1.0013534f);  // 2^(511.5 / 2^18)
 
     EXPECT_EQ(model::TruncToInt32(NAN), INT32_MIN);
     EXPECT_EQ(model::TruncToInt32(2147483648.0f), INT32_MIN);
-    EXPECT_EQ(model::TruncToInt32(-2147483648.0f), INT32_MIN);
     EXPECT_EQ(model::TruncToInt32(-2.9f), -2);
-    EXPECT_EQ(model::TruncToInt32(2147483520.0f), 2147483520);
 }
 
 TEST(ModelAnchors, EqualiserSectionAndGlide) {
@@ -154,8 +135,7 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
     EQ_SCoefs target{};
     EQ_SDezipCoefs smooth{};
     target.coefs[0] = 1.0f;
-    const float expected[4] = {0.5f, 0.75f, 0.875f, 0.9375f};
-    for (float e : expected) {
+    for (float e : {0.5f, 0.75f, 0.875f, 0.9375f}) {
         model::EQ_DezipStep(smooth, target, 0.5f);
         EXPECT_EQ(smooth.coefs[0], e);
         EXPECT_EQ(smooth.accum[0], static_cast<double>(e));

@@ -498,23 +498,4 @@ std::string Compare(const Scenario& a, const Scenario& b) {
     return {};
 }
 
-std::string Describe(const Scenario& s) {
-    std::string out = std::string("format ") + model::kFormats[s.format].name + ", call order:";
-    for (const SChannelStrip_Alg_Context* p : s.order) {
-        const int i = s.IndexOf(p);
-        const Instance& in = s.instances[i];
-        char text[200];
-        std::snprintf(text, sizeof text, "\n  #%d: count %d, key %d,%s slots %d %d %d %d, blocks of #%d %d %d %d (dyn, eqCoefs, eqState, private)",
-                      i, *p->sampleCount, *p->sideChainIndex, in.inPlace ? " in place," : "", in.countSlot, in.keySlot,
-                      in.dynCoefSlot, in.eqTargetSlot, in.dynStateOf, in.eqCoefsOf, in.eqStateOf, in.privOf);
-        out += text;
-        for (const auto* refs : {&in.inShare, &in.outShare})
-            for (size_t j = 0; j < refs->size(); ++j)
-                if (const BufferRef& r = (*refs)[j]; r.instance >= 0 && !(refs == &in.outShare && in.inPlace))
-                    out += (refs == &in.inShare ? ", input " : ", output ") + std::to_string(j) + " = #" + std::to_string(r.instance) +
-                           (r.output ? " output " : " input ") + std::to_string(r.channel) + " +" + std::to_string(r.offset);
-    }
-    return out;
-}
-
 }  // namespace scenario

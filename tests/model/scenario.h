@@ -110,7 +110,4 @@ private:
 // their payload, signed zeros distinct): "" or the first difference.
 std::string Compare(const Scenario& a, const Scenario& b);
 
-// Call order, slots and sharing, for failure messages (the seed reproduces the rest).
-std::string Describe(const Scenario& s);
-
 }  // namespace scenario

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <type_traits>
 #include <vector>
 
@@ -51,29 +50,17 @@ private:
     std::vector<Mapping> maps_;
 };
 
-// Exact-size heap blocks: AddressSanitizer's redzones catch what the guard
-// pages would, at a fraction of the cost of a mapping per block. Nothing is
-// made read-only.
-class HeapArena {
-public:
-    void* Bytes(size_t bytes) { return blocks_.emplace_back(std::make_unique<char[]>(bytes)).get(); }
-    void Protect(const void*, int) {}
-
-private:
-    std::vector<std::unique_ptr<char[]>> blocks_;
-};
-
-template <class Arena, class T>
-T* Place(Arena& arena, const T* source, size_t count) {
+template <class T>
+T* Place(GuardedArena& arena, const T* source, size_t count) {
     return std::uninitialized_copy_n(source, count, static_cast<T*>(arena.Bytes(count * sizeof(T)))) - count;
 }
 
 size_t Samples(const std::vector<float>& buffer) { return buffer.size() - scenario::kCanaryFloats; }
 
-template <class Arena>
-void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
-    constexpr bool kRevokes = std::is_same_v<Arena, GuardedArena>;  // heap blocks stay open: copied back and compared
-    Arena arena;
+}  // namespace
+
+void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
+    GuardedArena arena;
     std::vector<const void*> readOnly;
     auto shared = [&](const auto& values) {
         std::vector<const std::remove_reference_t<decltype(values[0])>*> placed;
@@ -136,7 +123,7 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         scenario::Instance& dst = s.instances[i];
         const Placed& g = placed[i];
         const int n = dst.formatChannels;
-        if (kRevokes && s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
+        if (s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
         for (int c = 0; c < n; ++c) {
             std::vector<float>& b = dst.inPlace ? dst.inBufs[c] : dst.outBufs[c];
             std::copy_n(g.out[c], Samples(b), b.begin());
@@ -147,10 +134,5 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         std::copy_n(*g.ctx->privateState, 3 * n + 4, dst.priv.begin());
     }
 }
-
-}  // namespace
-
-void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<GuardedArena>(entry, s); }
-void CallOnHeapCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<HeapArena>(entry, s); }
 
 }  // namespace stemstrip_test
