@@ -148,22 +148,14 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
 
 TEST(ModelAnchors, GainComputerHoldAndUnityBias) {
     // Curves that give 0 dB everywhere, a gate that never closes, floor far down.
-    Dyn_SCoefsBlock K{};
-    K.compKneeTopDb = K.compKneeBottomDb = 1000.0f;
-    K.expKneeTopDb = K.expKneeBottomDb = -1000.0f;
-    K.gateOpenThresholdDb = K.gateCloseThresholdDb = -1000.0f;
-    K.compFloorDbTarget = K.expRangeDbTarget = -200.0f;
-    K.outputGainTarget = 0.5f;
-    K.compAttackCoef = K.compReleaseCoef = 1.0f;
-    K.expAttackCoef = 1.0f;
-    K.expReleaseCoef = 0.5f;
-    K.holdSamples = 3;
-    SChannelStrip_Alg_Context ctx{};
-    ctx.dynCoefs = &K;
-    Dyn_SState S{};
-    S.compFloorDb = S.expRangeDb = -200.0f;
-    S.outputGain = 0.5f;
-    S.expGainDb = -8.0f;  // first sample rises to 0 dB and reloads the hold
+    Dyn_SCoefsBlock K{.compKneeTopDb = 1000.0f, .compKneeBottomDb = 1000.0f, .compFloorDbTarget = -200.0f,
+                      .outputGainTarget = 0.5f, .compAttackCoef = 1.0f, .compReleaseCoef = 1.0f,
+                      .gateOpenThresholdDb = -1000.0f, .gateCloseThresholdDb = -1000.0f, .expKneeTopDb = -1000.0f,
+                      .expKneeBottomDb = -1000.0f, .expRangeDbTarget = -200.0f, .expAttackCoef = 1.0f,
+                      .expReleaseCoef = 0.5f, .holdSamples = 3};
+    SChannelStrip_Alg_Context ctx{.dynCoefs = &K};
+    // The first sample rises to 0 dB and reloads the hold.
+    Dyn_SState S{.expGainDb = -8.0f, .outputGain = 0.5f, .compFloorDb = -200.0f, .expRangeDb = -200.0f};
     float m[6] = {};
     float x[4] = {0.25f, 0.25f, 0.25f, 0.25f};
     model::ProcessAudioGain4(x, &S, &ctx, 0.0f, 4, m);

@@ -89,9 +89,8 @@ struct Gen {
             case 2: break;  // identity
             default: b[0] = A;
         }
-        for (int k = 0; k < 3; ++k) c[k] = static_cast<float>(b[k] / a[0]);
-        c[3] = static_cast<float>(-a[1] / a[0]);
-        c[4] = static_cast<float>(-a[2] / a[0]);
+        const double v[5] = {b[0], b[1], b[2], -a[1], -a[2]};
+        for (int k = 0; k < 5; ++k) c[k] = static_cast<float>(v[k] / a[0]);
     }
 
     void FillEqTarget(EQ_SCoefs& t) {
@@ -101,8 +100,7 @@ struct Gen {
             if (flat) t.coefs[5 * k] = 1.0f, std::fill_n(&t.coefs[5 * k + 1], 4, 0.0f);
         }
         for (int s = 0; s < 2; ++s) {
-            int32_t& b = t.sectionBegin[s];
-            int32_t& e = t.sectionEnd[s];
+            int32_t &b = t.sectionBegin[s], &e = t.sectionEnd[s];
             switch (Int(0, 9)) {
                 case 0: b = e = Int(0, 8); break;  // empty
                 case 1: b = Int(0, 8), e = Chance(0.5) ? Int(-5, b) : INT32_MIN; break;  // inverted: a bypass
@@ -133,8 +131,7 @@ struct Gen {
                 const double off = static_cast<double>(ulp) * Uniform(-0.45, 0.45);
                 if (model::Bits(static_cast<float>(a + off)) == model::Bits(t)) a += off;
             }
-            d.accum[i] = a;
-            d.coefs[i] = t;
+            d.accum[i] = a, d.coefs[i] = t;
         }
     }
 
@@ -152,8 +149,7 @@ struct Gen {
                     for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
                     a = f;
                 }
-                d.accum[i] = a;
-                d.coefs[i] = static_cast<float>(a);
+                d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
             }
         }
     }
@@ -193,18 +189,14 @@ struct Gen {
         K.peakDecay = std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0));
         for (float* f : {&K.compKneeTopDb, &K.compKneeBottomDb, &K.expKneeTopDb, &K.expKneeBottomDb,
                          &K.gateOpenThresholdDb, &K.gateCloseThresholdDb})
-            if (Chance(0.15)) {  // silence, 0 dB or a whole octave down
-                const int k = Int(-1, 12);
-                *f = k < 0 ? -140.0f : -(static_cast<float>(k) * 6.0206003f);
-            }
+            if (Chance(0.15)) *f = Chance(0.1) ? -140.0f : -(static_cast<float>(Int(0, 12)) * 6.0206003f);  // silence, 0 dB or octaves down
 
         Biquad(&K.detFilterB0);  // five consecutive floats
         if (Chance(0.4)) K.detFilterB0 = 1.0f, K.detFilterB1 = K.detFilterB2 = K.detFilterA1 = K.detFilterA2 = 0.0f;
         Biquad(&K.levelB0);
         if (Chance(0.6)) {  // a one-pole smoother as level filter
             const double p = std::exp(-1.0 / (Uniform(1.0, 300.0) * kFs / 1000.0));
-            K.levelB0 = 1 - p, K.levelA1 = p;
-            K.levelB1 = K.levelB2 = K.levelA2 = 0.0f;
+            K.levelB0 = 1 - p, K.levelA1 = p, K.levelB1 = K.levelB2 = K.levelA2 = 0.0f;
         }
         const int link = Int(0, 2);  // all together, all apart (as far as slots allow) or random
         for (int c = 0; c < Dyn_kMaxChannels; ++c)
@@ -296,8 +288,9 @@ void Gen::AddSharing(Scenario& s) {
                          kind == 7 ? offsetInto(a) : 0);
         else if (kind <= 4)  // b writes where a writes
             made += link(b, true, cb, a, true, c, Chance(0.2) ? offsetInto(a) : 0);
-        else if (kind <= 6)  // b's output starts in the middle of a's input
-            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1), offsetInto(a));
+        else if (kind <= 6)  // b's output starts in (now and then at) a's input
+            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1),
+                         Chance(0.2) ? 0 : offsetInto(a));
         else {  // b uses a's whole writable block
             int Instance::*field = Pick({&Instance::dynStateOf, &Instance::eqCoefsOf, &Instance::eqStateOf, &Instance::privOf});
             const bool lent = std::any_of(s.instances.begin(), s.instances.end(), [&](const Instance& o) { return o.*field == b; });
@@ -305,13 +298,6 @@ void Gen::AddSharing(Scenario& s) {
             s.instances[b].*field = a;
             ++made;
         }
-    }
-    for (int attempt = 0; attempt < 20 && Chance(attempt ? 1.0 : 0.3); ++attempt) {  // an input two only read, as a control
-        int a, b;
-        pickPair(a, b);
-        if (link(b, false, Int(0, static_cast<int>(s.instances[b].inBufs.size()) - 1), a, false,
-                 Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1), 0))
-            break;
     }
 }
 
@@ -419,10 +405,7 @@ Scenario Generator::Make(int format, const Options& opt) {
         s.order.push_back(&in.ctx);
     }
     std::shuffle(s.order.begin(), s.order.end(), rng_);
-    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) {
-        g.AddSharing(s);
-        g.FitSharedStorage(s);
-    }
+    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s), g.FitSharedStorage(s);
     s.Relink();
     return s;
 }
