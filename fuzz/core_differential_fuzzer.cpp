@@ -36,19 +36,15 @@ constexpr int kMaxInstances = 4, kMaxCalls = 4;
 constexpr int32_t kMaxSamples = 512;
 
 // Raw() moves one field's bytes; reading stops silently at the end of the input.
-class Reader {
-public:
-    Reader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+struct Reader {
+    const uint8_t* data;
+    size_t size, pos = 0;
     template <class T>
     void Raw(T& v) {
-        if (size_ - pos_ < sizeof(T)) return void(pos_ = size_);
-        std::memcpy(&v, data_ + pos_, sizeof(T));
-        pos_ += sizeof(T);
+        if (size - pos < sizeof(T)) return void(pos = size);
+        std::memcpy(&v, data + pos, sizeof(T));
+        pos += sizeof(T);
     }
-
-private:
-    const uint8_t* data_;
-    size_t size_, pos_ = 0;
 };
 
 // A small count or index in [lo, hi], one byte.
@@ -82,10 +78,7 @@ void VisitSetup(Reader& ar, scenario::Scenario& s, int& calls) {
     int instances = static_cast<int>(s.instances.size()), slots = std::max<int>(1, static_cast<int>(s.counts.size()));
     Small(ar, instances, 0, kMaxInstances);
     Small(ar, slots, 1, std::max(1, instances));
-    s.counts.resize(slots);
-    s.keyIndices.resize(slots);
-    s.dynCoefs.resize(slots);
-    s.eqTargets.resize(slots);
+    s.counts.resize(slots), s.keyIndices.resize(slots), s.dynCoefs.resize(slots), s.eqTargets.resize(slots);
     s.instances.resize(instances);
     const int n = model::kFormats[s.format].channels;
     for (scenario::Instance& in : s.instances) {
@@ -97,9 +90,7 @@ void VisitSetup(Reader& ar, scenario::Scenario& s, int& calls) {
         for (int* slot : {&in.countSlot, &in.keySlot, &in.dynCoefSlot, &in.eqTargetSlot}) Small(ar, *slot, 0, slots - 1);
         // One record past each writable block, compared afterwards: a write
         // there shows even where no guard page sits.
-        in.dynState.resize(n + 1);
-        in.eqCoefs.resize(2);
-        in.eqState.resize(n + 1);
+        in.dynState.resize(n + 1), in.eqCoefs.resize(2), in.eqState.resize(n + 1);
         in.priv.resize(3 * n + 4 + scenario::kCanaryFloats);
         for (int c = 0; c < n; ++c) ar.Raw(in.dynState[c]);
         ar.Raw(in.eqCoefs[0]);
@@ -165,7 +156,7 @@ struct SharedLibrary {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const SharedLibrary shipped;
-    Reader reader(data, size);
+    Reader reader{data, size};
     scenario::Scenario model;
     int calls = 1;
     VisitSetup(reader, model, calls);

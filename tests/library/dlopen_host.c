@@ -61,8 +61,7 @@ int main(int argc, char** argv) {
         snprintf(name, sizeof name, "AlgEntry_16_Stem_%s", names[f]);
         *(void**)&entry = dlsym(lib, name);
         if (!entry) {
-            fprintf(stderr, "%s not found: %s\n", name, dlerror());
-            ++failures;
+            fprintf(stderr, "%s not found: %s\n", name, dlerror()), ++failures;
             continue;
         }
         Build(channels[f]);

@@ -12,42 +12,40 @@
 namespace stemstrip_test {
 namespace {
 
+[[noreturn]] void Die(const char* what) {
+    std::perror(what);
+    std::abort();
+}
+
 // Blocks that end at a PROT_NONE page (one leads too): touching one float past
 // a block raises SIGSEGV. A block gets only its type's alignment, as that is
 // all the library may assume.
-class GuardedArena {
-public:
-    ~GuardedArena() {
-        for (const Mapping& m : maps_) munmap(m.base, m.length);
-    }
-    void* Bytes(size_t bytes) {
-        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE)), data = (bytes + page - 1) / page * page;
-        char* base = static_cast<char*>(mmap(nullptr, data + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        if (base == MAP_FAILED || (data && mprotect(base + page, data, PROT_READ | PROT_WRITE) != 0)) Die("mmap");
-        maps_.push_back({base, data + 2 * page, base + page + data - bytes});
-        return maps_.back().block;
-    }
-    void Protect(const void* block, int prot) {
-        for (const Mapping& m : maps_)
-            if (m.block == block) {
-                const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-                if (m.length > 2 * page && mprotect(m.base + page, m.length - 2 * page, prot) != 0) Die("mprotect");
-                return;
-            }
-        Die("not a block of this arena");
-    }
-
-private:
-    [[noreturn]] static void Die(const char* what) {
-        std::perror(what);
-        std::abort();
-    }
+struct GuardedArena {
     struct Mapping {
         char* base;
         size_t length;
         char* block;
     };
-    std::vector<Mapping> maps_;
+    std::vector<Mapping> maps;
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+
+    ~GuardedArena() {
+        for (const Mapping& m : maps) munmap(m.base, m.length);
+    }
+    void* Bytes(size_t bytes) {
+        const size_t data = (bytes + page - 1) / page * page;
+        char* base = static_cast<char*>(mmap(nullptr, data + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        if (base == MAP_FAILED || (data && mprotect(base + page, data, PROT_READ | PROT_WRITE) != 0)) Die("mmap");
+        return maps.emplace_back(Mapping{base, data + 2 * page, base + page + data - bytes}).block;
+    }
+    void Protect(const void* block, int prot) {
+        for (const Mapping& m : maps)
+            if (m.block == block) {
+                if (m.length > 2 * page && mprotect(m.base + page, m.length - 2 * page, prot) != 0) Die("mprotect");
+                return;
+            }
+        Die("not a block of this arena");
+    }
 };
 
 template <class T>
