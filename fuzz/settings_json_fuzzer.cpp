@@ -21,18 +21,14 @@
 
 namespace {
 
-using stemstrip::cli::CliError;
+namespace cli = stemstrip::cli;
+using cli::CliError;
 
 const std::string kOrigin = "fuzz.json";
 
 [[noreturn]] void Finding(const std::string& what, const std::string& input) {
     std::fprintf(stderr, "%s\ninput: %s\n", what.c_str(), input.c_str());
     std::abort();
-}
-
-void ExpectNamed(const std::string& message, const std::string& name, const std::string& input) {
-    if (message.rfind(name, 0) != 0 || message.size() <= name.size() + 2)
-        Finding("error message does not start with '" + name + "' and say what is wrong: " + message, input);
 }
 
 // Every value the user wrote is the value the settings hold: `given` (the
@@ -83,17 +79,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         doc = stemstrip::cli::ParseJsonText(text, kOrigin);
         settings = stemstrip::cli::SettingsFromJson(doc, kOrigin);
-    } catch (const CliError& e) {
-        ExpectNamed(e.what(), kOrigin + ": ", text);
+    } catch (const CliError& e) {  // names the file and says what is wrong
+        if (const std::string m = e.what(); m.rfind(kOrigin + ": ", 0) != 0 || m.size() <= kOrigin.size() + 4)
+            Finding("error message does not name the file and say what is wrong: " + m, text);
         return 0;
     }
 
     const stemstrip::cli::Json held = stemstrip::cli::SettingsToJson(settings);
     if (!Holds(doc, held)) Finding("accepted, but the settings do not hold what was written:\n" + held.dump(), text);
     const std::string written = held.dump();
-    const std::string rewritten =
-        stemstrip::cli::SettingsToJson(stemstrip::cli::SettingsFromJson(stemstrip::cli::ParseJsonText(written, kOrigin), kOrigin))
-            .dump();
+    const std::string rewritten = cli::SettingsToJson(cli::SettingsFromJson(cli::ParseJsonText(written, kOrigin), kOrigin)).dump();
     if (written != rewritten) Finding("settings changed on a round trip through JSON:\n" + written + "\n" + rewritten, text);
 
     // Format and rate from the input's length: every input picks one pair.

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <set>
-#include <tuple>
 
 #include "strip_model.h"
 
@@ -17,11 +16,6 @@ constexpr double kPi = 3.14159265358979323846, kFs = 48000.0;
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
 int RoundedLength(int32_t count) { return count < 1 ? 16 : (count + 15) / 16 * 16; }
-
-// Integer words of Dyn_SState (gateOpen, holdCounter, reserved13) and of Dyn_SCoefsBlock.
-bool StateWordIsInt(int w) { return w >= 11 && w <= 13; }
-bool CoefWordIsInt(int w) { return w == 11 || w == 24 || (w >= 36 && w <= 46) || w == 48; }
-static_assert(sizeof(Dyn_SState) == 15 * 4 && sizeof(Dyn_SCoefsBlock) == 49 * 4);
 
 // The generator's state for one Make or Evolve.
 struct Gen {
@@ -34,37 +28,18 @@ struct Gen {
     float Sign() { return Chance(0.5) ? 1.0f : -1.0f; }
     template <class T, size_t n>
     T Pick(const T (&v)[n]) { return v[Int(0, static_cast<int>(n) - 1)]; }
+    int32_t Odd() { return Pick({-1, 2, 3, INT32_MIN, INT32_MAX}); }  // an enum-like field out of its range
     float Canary() { return static_cast<float>(Int(-99999, 99999)) + 0.25f; }
 
-    // Any bit pattern, biased towards specials.
+    // Audio specials: NaN, infinities, signed zeros, denormals, huge values
+    // or any bit pattern. Bit-pattern attacks on the records are the core
+    // fuzzer's job (it takes every field raw).
     float Wild() {
         const uint32_t r = static_cast<uint32_t>(rng());
-        switch (Int(0, 10)) {
-            case 0: return model::FromBits(0x7FC00000u | (r & 0x003FFFFFu));  // quiet NaN
-            case 1: return model::FromBits(0xFF800001u | (r & 0x003FFFFFu));  // negative signalling NaN
-            case 2: return Sign() * kInf;
-            case 3: return Sign() * 0.0f;
-            case 4: return model::FromBits((r & 0x807FFFFFu) | 1u);  // denormal
-            case 5: return Sign() * std::numeric_limits<float>::max();
-            case 6: return Sign() * std::numeric_limits<float>::min();
-            case 7: return static_cast<float>(Int(-3, 3));
-            case 8: return model::FromBits(0x3F800000u + (r % 7) - 3);  // around 1.0
-            case 9: return static_cast<float>(Uniform(-1e6, 1e6));
-            default: return model::FromBits(r);
-        }
-    }
-    int32_t WildInt() {
-        const int32_t v[] = {0, 1, -1, INT32_MIN, INT32_MAX, Int(-5, 5), Int(1 << 23, 1 << 25),  // float-exact limit
-                             static_cast<int32_t>(rng())};
+        const float v[] = {model::FromBits(0x7FC00000u | (r & 0x003FFFFFu)), Sign() * kInf, Sign() * 0.0f,
+                           model::FromBits((r & 0x807FFFFFu) | 1u), Sign() * std::numeric_limits<float>::max(),
+                           model::FromBits(r)};
         return Pick(v);
-    }
-    template <class T>
-    void Attack(T& rec, double p, bool (*isInt)(int)) {  // any word may become any pattern
-        uint32_t w[sizeof(T) / 4];
-        std::memcpy(w, &rec, sizeof w);
-        for (int i = 0; i < static_cast<int>(sizeof(T) / 4); ++i)
-            if (Chance(p)) w[i] = isInt(i) ? static_cast<uint32_t>(WildInt()) : model::Bits(Wild());
-        std::memcpy(&rec, w, sizeof w);
     }
 
     int32_t SampleCount() {
@@ -114,20 +89,18 @@ struct Gen {
             case 2: break;  // identity
             default: b[0] = A;
         }
-        for (int k = 0; k < 3; ++k) c[k] = static_cast<float>(b[k] / a[0]);
-        c[3] = static_cast<float>(-a[1] / a[0]);
-        c[4] = static_cast<float>(-a[2] / a[0]);
+        const double v[5] = {b[0], b[1], b[2], -a[1], -a[2]};
+        for (int k = 0; k < 5; ++k) c[k] = static_cast<float>(v[k] / a[0]);
     }
 
-    void FillEqTarget(EQ_SCoefs& t, bool adversarial) {
+    void FillEqTarget(EQ_SCoefs& t) {
         const bool flat = Chance(0.25);  // every band at unity: the EQ passes samples exactly
         for (int k = 0; k < EQ_kMaxSections; ++k) {
             Biquad(&t.coefs[5 * k]);
             if (flat) t.coefs[5 * k] = 1.0f, std::fill_n(&t.coefs[5 * k + 1], 4, 0.0f);
         }
         for (int s = 0; s < 2; ++s) {
-            int32_t& b = t.sectionBegin[s];
-            int32_t& e = t.sectionEnd[s];
+            int32_t &b = t.sectionBegin[s], &e = t.sectionEnd[s];
             switch (Int(0, 9)) {
                 case 0: b = e = Int(0, 8); break;  // empty
                 case 1: b = Int(0, 8), e = Chance(0.5) ? Int(-5, b) : INT32_MIN; break;  // inverted: a bypass
@@ -138,17 +111,11 @@ struct Gen {
             const int s = Int(0, 1);
             t.sectionBegin[s] = 0, t.sectionEnd[s] = t.sectionBegin[1 - s] = t.sectionEnd[1 - s] = 8;
         }
-        for (int s = 0; s < 2; ++s) {  // a bypass far outside 0..8, which must touch no state
+        for (int s = 0; s < 2; ++s) {  // an empty or inverted range far outside 0..8: must touch no state
             if (!Chance(opt.variety * 0.3)) continue;
-            const int32_t far = Chance(0.5) ? Int(9, 1000) : Int(-1000, -1), extreme = Chance(0.5) ? INT32_MAX : INT32_MIN;
-            const std::pair<int32_t, int32_t> v[] = {{far, far}, {extreme, extreme}, {Int(9, 1000), Int(-1000, 8)},
-                                                     {INT32_MAX, Chance(0.5) ? INT32_MIN : Int(-5, 12)},
-                                                     {Int(-5, 8), INT32_MIN}};
-            std::tie(t.sectionBegin[s], t.sectionEnd[s]) = Pick(v);
+            const int32_t b = Pick({Int(9, 1000), Int(-1000, -1), INT32_MAX, INT32_MIN});
+            t.sectionBegin[s] = b, t.sectionEnd[s] = Chance(0.3) ? b : b > 8 ? Pick({Int(-1000, 8), INT32_MIN}) : INT32_MIN;
         }
-        if (adversarial)
-            for (float& v : t.coefs)
-                if (Chance(0.1)) v = Wild();
     }
 
     // The smoothed set settled on the target, exactly or a fraction of an ulp off.
@@ -164,15 +131,13 @@ struct Gen {
                 const double off = static_cast<double>(ulp) * Uniform(-0.45, 0.45);
                 if (model::Bits(static_cast<float>(a + off)) == model::Bits(t)) a += off;
             }
-            d.accum[i] = a;
-            d.coefs[i] = t;
+            d.accum[i] = a, d.coefs[i] = t;
         }
     }
 
     // Settled, or gliding from elsewhere, from a few ulps away, from a sub-ulp
-    // residue or partly from zero; adversarial sets get float copies out of
-    // step with their accumulators and wild accumulators.
-    void FillSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target, bool adversarial) {
+    // residue or partly from zero.
+    void FillSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target) {
         if (Chance(opt.settledEq)) {
             Snap(d, target, Chance(0.5));
         } else {
@@ -184,30 +149,20 @@ struct Gen {
                     for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
                     a = f;
                 }
-                d.accum[i] = a;
-                d.coefs[i] = static_cast<float>(a);
-            }
-        }
-        for (int i = 0; i < EQ_kCoefCount && adversarial; ++i) {
-            if (Chance(0.08)) d.coefs[i] = Wild();
-            if (Chance(0.08)) {
-                d.accum[i] = Pick({std::numeric_limits<double>::quiet_NaN(), HUGE_VAL, 4.9e-324, 1e300, -0.0, double{Wild()}});
-                d.coefs[i] = static_cast<float>(d.accum[i]);
+                d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
             }
         }
     }
 
-    float SpecialRate() {
-        return Pick({0.0f, -0.0f, kInf, -kInf, model::FromBits(0x7FC00000u | (static_cast<uint32_t>(rng()) & 0x003FFFFFu)),
-                     std::numeric_limits<float>::denorm_min() * static_cast<float>(Int(1, 1000)), 1.0f, 2.0f,
-                     std::numeric_limits<float>::min(), 1e-30f});
+    float SpecialRate() {  // no glide, an instant one, overshoot, a denormal step, or none at all (NaN)
+        return Pick({0.0f, -0.0f, 1.0f, 2.0f, kInf, std::numeric_limits<float>::denorm_min() * Int(1, 1000), 1e-30f, Wild()});
     }
 
     float FromMs(double ms) { return static_cast<float>(1.0 - std::exp(-1.0 / (ms * kFs / 1000.0))); }
 
     // Musical settings turned into curve fields as a designer would, with
     // thresholds now and then exactly on levels the detector produces.
-    void FillDynCoefs(Dyn_SCoefsBlock& K, int N, int G, bool adversarial) {
+    void FillDynCoefs(Dyn_SCoefsBlock& K, int N, int G) {
         // Knee polynomial a*l^2 + b*l + c with slope 0 at `flat` and `slope` at the other end.
         auto knee = [](double slope, double width, double flat, float& A, float& B, float& C) {
             const double a = width > 0 ? slope / (2 * width) : 0.0;
@@ -229,40 +184,31 @@ struct Gen {
         K.gateOpenThresholdDb = Chance(0.2) ? -200.0 : gOpen, K.gateCloseThresholdDb = gOpen - Uniform(0.0, 12.0);
         K.expRangeDbTarget = Chance(0.2) ? -140.0 : Uniform(-90.0, 0.0);
         K.expAttackCoef = FromMs(Uniform(0.05, 20.0)), K.expReleaseCoef = FromMs(Uniform(5.0, 2000.0));
-        K.holdSamples = Chance(0.5) ? Int(0, 8) : Int(0, 4800);
+        // Past 2^24 the hold reload is rounded through float.
+        K.holdSamples = Chance(0.5) ? Int(0, 8) : Chance(0.9) ? Int(0, 4800) : Pick({Int(1 << 24, 1 << 25), INT32_MAX, -1});
         K.peakDecay = std::exp(-1.0 / (Uniform(1.0, 500.0) * kFs / 1000.0));
         for (float* f : {&K.compKneeTopDb, &K.compKneeBottomDb, &K.expKneeTopDb, &K.expKneeBottomDb,
                          &K.gateOpenThresholdDb, &K.gateCloseThresholdDb})
-            if (Chance(0.15)) {  // silence, 0 dB or a whole octave down
-                const int k = Int(-1, 12);
-                *f = k < 0 ? -140.0f : -(static_cast<float>(k) * 6.0206003f);
-            }
+            if (Chance(0.15)) *f = Chance(0.1) ? -140.0f : -(static_cast<float>(Int(0, 12)) * 6.0206003f);  // silence, 0 dB or octaves down
 
         Biquad(&K.detFilterB0);  // five consecutive floats
         if (Chance(0.4)) K.detFilterB0 = 1.0f, K.detFilterB1 = K.detFilterB2 = K.detFilterA1 = K.detFilterA2 = 0.0f;
         Biquad(&K.levelB0);
         if (Chance(0.6)) {  // a one-pole smoother as level filter
             const double p = std::exp(-1.0 / (Uniform(1.0, 300.0) * kFs / 1000.0));
-            K.levelB0 = 1 - p, K.levelA1 = p;
-            K.levelB1 = K.levelB2 = K.levelA2 = 0.0f;
+            K.levelB0 = 1 - p, K.levelA1 = p, K.levelB1 = K.levelB2 = K.levelA2 = 0.0f;
         }
         const int link = Int(0, 2);  // all together, all apart (as far as slots allow) or random
         for (int c = 0; c < Dyn_kMaxChannels; ++c)
-            K.channelGroup[c] = c >= N ? (Chance(0.5) ? 0 : WildInt()) : link == 0 ? 0 : link == 1 ? std::min(c, G - 1) : Int(0, G - 1);
-        K.detectorMode = Chance(0.5) ? 0 : Chance(0.7) ? 1 : WildInt();
-        K.keySource = Chance(0.4) ? 1 : Chance(0.5) ? 0 : Chance(0.5) ? 2 : WildInt();
-        K.keyListen = Chance(0.85) ? 0 : Chance(0.5) ? 1 : WildInt();
+            K.channelGroup[c] = c >= N ? Odd() : link == 0 ? 0 : link == 1 ? std::min(c, G - 1) : Int(0, G - 1);
+        K.detectorMode = Chance(0.5) ? 0 : Chance(0.7) ? 1 : Odd();
+        K.keySource = Chance(0.4) ? 1 : Chance(0.5) ? 0 : Chance(0.5) ? 2 : Odd();
+        K.keyListen = Chance(0.85) ? 0 : Chance(0.5) ? 1 : Odd();
         K.inputMeterGain = static_cast<float>(Chance(0.5) ? 1.0 : Chance(0.2) ? 0.0 : Uniform(0.1, 4.0));
-        K.bypass = Chance(0.8) ? 0 : Chance(0.4) ? 1 : Chance(0.3) ? -5 : WildInt();
-        if (adversarial) {  // but the linking slots stay valid, as the host must keep them
-            int32_t groups[Dyn_kMaxChannels];
-            std::copy_n(K.channelGroup, N, groups);
-            Attack(K, 0.12, CoefWordIsInt);
-            std::copy_n(groups, N, K.channelGroup);
-        }
+        K.bypass = Chance(0.8) ? 0 : Chance(0.4) ? 1 : Chance(0.3) ? -5 : Odd();
     }
 
-    void FillDynState(Dyn_SState& s, bool adversarial) {
+    void FillDynState(Dyn_SState& s) {
         s = Dyn_SState{};
         if (Chance(0.5)) {  // running values rather than a fresh start
             auto u = [&](double lo, double hi) { return static_cast<float>(Uniform(lo, hi)); };
@@ -272,11 +218,10 @@ struct Gen {
         s.reserved13 = static_cast<int32_t>(rng());
         const float r = std::pow(10.0, Uniform(-4.0, 0.0));
         s.dezipRate = Pick({0.0f, 1.0f, 0.5f, r, r, r});
-        if (adversarial) Attack(s, 0.12, StateWordIsInt);
     }
 
     // Every buffer padded to the rounded length, then canaries; outputs hold stale host content.
-    void FillBuffers(const Scenario& s, Instance& in, bool adversarial) {
+    void FillBuffers(const Scenario& s, Instance& in) {
         const int len = RoundedLength(s.counts[in.countSlot]);
         in.inBufs.resize(in.formatChannels + in.extraInputs);
         in.outBufs.resize(in.inPlace ? 0 : in.formatChannels);
@@ -285,7 +230,6 @@ struct Gen {
                 b.assign(len + kCanaryFloats, 0.0f);
                 FillAudio(b, len);
                 std::generate(b.begin() + len, b.end(), [&] { return Canary(); });
-                if (bufs == &in.outBufs && adversarial && Chance(0.5)) std::generate_n(b.begin(), len, [&] { return Wild(); });
             }
     }
 
@@ -344,8 +288,9 @@ void Gen::AddSharing(Scenario& s) {
                          kind == 7 ? offsetInto(a) : 0);
         else if (kind <= 4)  // b writes where a writes
             made += link(b, true, cb, a, true, c, Chance(0.2) ? offsetInto(a) : 0);
-        else if (kind <= 6)  // b's output starts in the middle of a's input
-            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1), offsetInto(a));
+        else if (kind <= 6)  // b's output starts in (now and then at) a's input
+            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1),
+                         Chance(0.2) ? 0 : offsetInto(a));
         else {  // b uses a's whole writable block
             int Instance::*field = Pick({&Instance::dynStateOf, &Instance::eqCoefsOf, &Instance::eqStateOf, &Instance::privOf});
             const bool lent = std::any_of(s.instances.begin(), s.instances.end(), [&](const Instance& o) { return o.*field == b; });
@@ -353,13 +298,6 @@ void Gen::AddSharing(Scenario& s) {
             s.instances[b].*field = a;
             ++made;
         }
-    }
-    for (int attempt = 0; attempt < 20 && Chance(attempt ? 1.0 : 0.3); ++attempt) {  // an input two only read, as a control
-        int a, b;
-        pickPair(a, b);
-        if (link(b, false, Int(0, static_cast<int>(s.instances[b].inBufs.size()) - 1), a, false,
-                 Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1), 0))
-            break;
     }
 }
 
@@ -430,11 +368,10 @@ Scenario Generator::Make(int format, const Options& opt) {
     const int instances = opt.minInstances <= 0 && g.Chance(0.1) ? 0 : g.Int(std::max(1, opt.minInstances), std::max(1, opt.maxInstances));
     const int slots = std::max(1, g.Chance(opt.sharedBlocks) ? instances - 1 : instances);
     for (int i = 0; i < slots; ++i) {
-        const bool adv = g.Chance(opt.adversarial);
         s.counts.push_back(g.SampleCount());
         s.keyIndices.push_back(g.Chance(0.4) ? 0 : g.Int(1, N));  // own channels or the extra buffer at N
-        g.FillDynCoefs(s.dynCoefs.emplace_back(), N, G, adv);
-        g.FillEqTarget(s.eqTargets.emplace_back(), adv);
+        g.FillDynCoefs(s.dynCoefs.emplace_back(), N, G);
+        g.FillEqTarget(s.eqTargets.emplace_back());
     }
     if (g.Chance(opt.variety))  // every slot runs the same sections
         for (EQ_SCoefs& t : s.eqTargets)
@@ -443,38 +380,32 @@ Scenario Generator::Make(int format, const Options& opt) {
     s.instances.resize(instances);
     for (int i = 0; i < instances; ++i) {
         Instance& in = s.instances[i];
-        const bool adv = g.Chance(opt.adversarial);
         auto slot = [&] { return i < slots && g.Chance(opt.distinctSlots) ? i : g.Int(0, slots - 1); };
         in.formatChannels = N;
         in.extraInputs = g.Int(1, 2);
         in.inPlace = g.Chance(opt.inPlace);
         in.countSlot = slot(), in.keySlot = slot(), in.dynCoefSlot = slot(), in.eqTargetSlot = slot();
-        g.FillBuffers(s, in, adv);
+        g.FillBuffers(s, in);
         in.dynState.resize(N + 1);
-        for (auto& r : in.dynState) g.FillDynState(r, adv);
+        for (auto& r : in.dynState) g.FillDynState(r);
         if (g.Chance(opt.variety * 0.5)) in.dynState[0].dezipRate = g.SpecialRate();
         in.eqCoefs.resize(2);
-        for (auto& d : in.eqCoefs) g.FillSmoothed(d, s.eqTargets[in.eqTargetSlot], adv);
+        for (auto& d : in.eqCoefs) g.FillSmoothed(d, s.eqTargets[in.eqTargetSlot]);
         in.eqState.resize(N + 1);
         for (auto& st : in.eqState) {
             const bool zero = g.Chance(0.5);
             for (float* z : {st.z1, st.z2})
                 for (int k = 0; k < EQ_kMaxSections; ++k)
-                    z[k] = adv && g.Chance(0.05) ? g.Wild() : zero ? 0.0f : static_cast<float>(g.Uniform(-0.5, 0.5));
+                    z[k] = zero ? 0.0f : static_cast<float>(g.Uniform(-0.5, 0.5));
             st.spare = g.Wild();
         }
-        in.priv.resize(3 * N + 4 + kCanaryFloats);  // meters: zero, running, negative zero or wild
-        std::generate_n(in.priv.begin(), 3 * N + 4, [&] {
-            return g.Pick({0.0f, 0.0f, 0.0f, static_cast<float>(g.Uniform(0.0, 1.5)), -0.0f, adv ? g.Wild() : 0.0f});
-        });
+        in.priv.resize(3 * N + 4 + kCanaryFloats);  // meters: zero, running or negative zero
+        std::generate_n(in.priv.begin(), 3 * N + 4, [&] { return g.Pick({0.0f, 0.0f, 0.0f, static_cast<float>(g.Uniform(0.0, 1.5)), -0.0f}); });
         std::generate(in.priv.end() - kCanaryFloats, in.priv.end(), [&] { return g.Canary(); });
         s.order.push_back(&in.ctx);
     }
     std::shuffle(s.order.begin(), s.order.end(), rng_);
-    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) {
-        g.AddSharing(s);
-        g.FitSharedStorage(s);
-    }
+    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s), g.FitSharedStorage(s);
     s.Relink();
     return s;
 }
@@ -487,14 +418,14 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
     for (auto& k : s.keyIndices)
         if (g.Chance(0.2)) k = g.Chance(0.4) ? 0 : g.Int(1, N);
     for (auto& t : s.eqTargets)
-        if (g.Chance(0.3 * (1.0 - opt.settledEq))) g.FillEqTarget(t, g.Chance(opt.adversarial));
+        if (g.Chance(0.3 * (1.0 - opt.settledEq))) g.FillEqTarget(t);
     for (auto& K : s.dynCoefs) {
-        if (g.Chance(0.15)) g.FillDynCoefs(K, N, G, g.Chance(opt.adversarial));
+        if (g.Chance(0.15)) g.FillDynCoefs(K, N, G);
         if (g.Chance(0.1)) K.bypass = K.bypass >= 1 ? 0 : 1;
         if (g.Chance(0.1)) K.channelGroup[g.Int(0, N - 1)] = g.Int(0, G - 1);  // a channel changes owner
     }
     for (Instance& in : s.instances) {
-        g.FillBuffers(s, in, g.Chance(opt.adversarial));
+        g.FillBuffers(s, in);
         if (g.Chance(0.1)) in.dynState[0].dezipRate = static_cast<float>(g.Uniform(0.0, 1.0));
         if (g.Chance(opt.variety * 0.2)) in.dynState[0].dezipRate = g.SpecialRate();
         if (g.Chance(0.2)) std::fill_n(in.priv.begin(), 3 * N + 4, 0.0f);  // the host clears its meters
@@ -504,104 +435,50 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
     s.Relink();
 }
 
-int WritableLinks(const Scenario& s) {
-    int links = 0;
-    for (const Instance& in : s.instances) {
-        for (size_t j = 0; j < in.inShare.size(); ++j) {
-            const BufferRef& r = in.inShare[j];
-            const bool ownerWrites = r.instance >= 0 && (r.output || (s.instances[r.instance].inPlace && r.channel < in.formatChannels));
-            links += r.instance >= 0 && ((in.inPlace && static_cast<int>(j) < in.formatChannels) || ownerWrites);
-        }
-        for (const BufferRef& r : in.outShare) links += r.instance >= 0 && !in.inPlace;
-        links += (in.dynStateOf >= 0) + (in.eqCoefsOf >= 0) + (in.eqStateOf >= 0) + (in.privOf >= 0);
-    }
-    return links;
-}
-
 namespace {
 
-// First differing word of two arrays of 32- or 64-bit words: integers
-// exactly, floats bit for bit with any two NaNs alike.
-template <class Word, class Float>
-std::string DiffWords(const std::string& what, const void* x, const void* y, size_t words, bool (*isInt)(int) = nullptr,
-                      int period = 1) {
-    for (size_t i = 0; i < words; ++i) {
-        Word a, b;
-        Float fa, fb;
-        std::memcpy(&a, static_cast<const char*>(x) + sizeof a * i, sizeof a);
-        std::memcpy(&b, static_cast<const char*>(y) + sizeof b * i, sizeof b);
-        std::memcpy(&fa, &a, sizeof a);
-        std::memcpy(&fb, &b, sizeof b);
-        const bool integer = isInt && isInt(static_cast<int>(i % period));
-        if (a == b || (!integer && std::isnan(fa) && std::isnan(fb))) continue;
-        char text[160];
-        std::snprintf(text, sizeof text, " word %zu: %.17g vs %.17g (bits %llx vs %llx)", i,
-                      integer ? double(int32_t(a)) : double(fa), integer ? double(int32_t(b)) : double(fb),
-                      static_cast<unsigned long long>(a), static_cast<unsigned long long>(b));
+// First differing value of two arrays of floats or doubles: bit for bit, any
+// two NaNs alike except in words `exact` marks as integers.
+template <class F>
+std::string Diff(const std::string& what, const void* x, const void* y, size_t bytes, bool (*exact)(size_t) = nullptr) {
+    for (size_t i = 0; i < bytes / sizeof(F); ++i) {
+        F a, b;
+        std::memcpy(&a, static_cast<const char*>(x) + i * sizeof a, sizeof a);
+        std::memcpy(&b, static_cast<const char*>(y) + i * sizeof b, sizeof b);
+        if (std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b) && !(exact && exact(i)))) continue;
+        char text[96];
+        std::snprintf(text, sizeof text, " word %zu: %.17g vs %.17g", i, double(a), double(b));
         return what + text;
     }
     return {};
 }
-constexpr auto Diff32 = DiffWords<uint32_t, float>;
 
 }  // namespace
 
 std::string Compare(const Scenario& a, const Scenario& b) {
-    std::string d;
-    for (size_t i = 0; i < a.instances.size() && d.empty(); ++i) {
+    for (size_t i = 0; i < a.instances.size(); ++i) {
         const Instance &p = a.instances[i], &q = b.instances[i];
         const std::string at = "instance " + std::to_string(i) + " ";
-        for (size_t c = 0; c < p.outBufs.size() && d.empty(); ++c)
-            d = Diff32(at + "output " + std::to_string(c), p.outBufs[c].data(), q.outBufs[c].data(), p.outBufs[c].size(), nullptr, 1);
-        for (size_t c = 0; c < p.inBufs.size() && d.empty(); ++c)
-            d = Diff32(at + "input " + std::to_string(c), p.inBufs[c].data(), q.inBufs[c].data(), p.inBufs[c].size(), nullptr, 1);
-        if (d.empty()) d = Diff32(at + "dynState", p.dynState.data(), q.dynState.data(), 15 * p.dynState.size(), StateWordIsInt, 15);
-        if (d.empty()) d = Diff32(at + "eqState", p.eqState.data(), q.eqState.data(), sizeof(EQ_SState) / 4 * p.eqState.size(), nullptr, 1);
-        // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary.
-        if (d.empty()) d = Diff32(at + "private block", p.priv.data(), q.priv.data(), p.priv.size(), nullptr, 1);
+        std::string d;
+        auto block = [&](const std::string& what, const auto& x, const auto& y, bool (*exact)(size_t) = nullptr) {
+            if (d.empty()) d = Diff<float>(at + what, x.data(), y.data(), sizeof x[0] * x.size(), exact);
+        };
+        for (size_t c = 0; c < p.outBufs.size(); ++c) block("output " + std::to_string(c), p.outBufs[c], q.outBufs[c]);
+        for (size_t c = 0; c < p.inBufs.size(); ++c) block("input " + std::to_string(c), p.inBufs[c], q.inBufs[c]);
+        block("dynState", p.dynState, q.dynState, [](size_t w) { return w % 15 >= 11 && w % 15 <= 13; });  // gateOpen, holdCounter, reserved13
+        block("eqState", p.eqState, q.eqState);
+        block("private block", p.priv, q.priv);  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary
         for (size_t r = 0; r < p.eqCoefs.size() && d.empty(); ++r) {
-            d = Diff32(at + "eqCoefs.coefs " + std::to_string(r), p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, EQ_kCoefCount, nullptr, 1);
-            if (d.empty()) d = DiffWords<uint64_t, double>(at + "eqCoefs.accum " + std::to_string(r), p.eqCoefs[r].accum, q.eqCoefs[r].accum, EQ_kCoefCount);
+            d = Diff<float>(at + "eqCoefs.coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, sizeof p.eqCoefs[r].coefs);
+            if (d.empty()) d = Diff<double>(at + "eqCoefs.accum", p.eqCoefs[r].accum, q.eqCoefs[r].accum, sizeof p.eqCoefs[r].accum);
         }
+        if (!d.empty()) return d;
     }
-    if (d.empty() && (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
-                      std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
-                      a.counts != b.counts || a.keyIndices != b.keyIndices))
-        d = "a read-only block was written";
-    return d;
-}
-
-std::string Describe(const Scenario& s) {
-    std::string out = std::string("format ") + model::kFormats[s.format].name + ", call order:";
-    auto add = [&](const char* format, auto... v) {
-        char text[256];
-        std::snprintf(text, sizeof text, format, v...);
-        out += text;
-    };
-    auto hex = [&](const char* what, const void* p, size_t bytes) {  // records as 32-bit words
-        add("\n    %s", what);
-        for (size_t i = 0; i < bytes / 4; ++i) add(" %x", static_cast<const uint32_t*>(p)[i]);
-    };
-    for (const SChannelStrip_Alg_Context* p : s.order) {
-        const int i = s.IndexOf(p), N = s.instances[i].formatChannels;
-        const Instance& in = s.instances[i];
-        add("\n  #%d: count %d, key %d,%s slots %d %d %d %d, blocks of #%d %d %d %d (dyn, eqCoefs, eqState, private)", i,
-            *p->sampleCount, *p->sideChainIndex, in.inPlace ? " in place," : "", in.countSlot, in.keySlot, in.dynCoefSlot,
-            in.eqTargetSlot, in.dynStateOf, in.eqCoefsOf, in.eqStateOf, in.privOf);
-        for (const auto* refs : {&in.inShare, &in.outShare})
-            for (size_t j = 0; j < refs->size(); ++j)
-                if (const BufferRef& r = (*refs)[j]; r.instance >= 0 && !(refs == &in.outShare && in.inPlace))
-                    add(", %s %zu = #%d %s %d +%d", refs == &in.inShare ? "input" : "output", j, r.instance,
-                        r.output ? "output" : "input", r.channel, r.offset);
-        hex("dynCoefs", p->dynCoefs, sizeof(Dyn_SCoefsBlock));
-        hex("eqTarget", p->eqTarget, sizeof(EQ_SCoefs));
-        hex("dynState", in.dynState.data(), sizeof(Dyn_SState) * N);
-        hex("eqCoefs", in.eqCoefs.data(), sizeof(EQ_SDezipCoefs));
-        hex("eqState", in.eqState.data(), sizeof(EQ_SState) * N);
-        hex("private", in.priv.data(), 4 * (3 * N + 4));
-        for (size_t j = 0; j < in.inBufs.size(); ++j) hex("input", in.inPtrs[j], 4 * RoundedLength(*p->sampleCount));
-    }
-    return out;
+    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
+        std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
+        a.counts != b.counts || a.keyIndices != b.keyIndices)
+        return "a read-only block was written";
+    return {};
 }
 
 }  // namespace scenario

@@ -75,7 +75,6 @@ struct Scenario {
 };
 
 struct Options {
-    double adversarial = 0.25;   // probability of field-level bit-pattern attacks
     double inPlace = 0.05;
     double sharedBlocks = 0.2;   // fewer read-only slots than instances
     int minInstances = 0;        // 0: a tenth of the scenarios are empty
@@ -107,15 +106,8 @@ private:
     std::mt19937_64 rng_;
 };
 
-// Redirected pointers through which memory another instance writes is read
-// or written, plus borrowed writable blocks; read-only sharing does not count.
-int WritableLinks(const Scenario& s);
-
 // Bit-for-bit comparison of two copies of one scenario (NaNs equal whatever
 // their payload, signed zeros distinct): "" or the first difference.
 std::string Compare(const Scenario& a, const Scenario& b);
-
-// Everything but the audio, for failure messages.
-std::string Describe(const Scenario& s);
 
 }  // namespace scenario

@@ -24,8 +24,6 @@ int32_t TruncToInt32(float v) {
     return static_cast<int32_t>(v);
 }
 
-static float fmaf_(float p, float q, float r) { return std::fma(p, q, r); }
-
 // ---------------------------------------------------------------------------
 // Tables
 
@@ -79,11 +77,11 @@ float AmpToDb(float d) {
     const float* lut = Log2LUT();
     const float base = lut[i] + static_cast<float>(e - 127);
     const float frac = static_cast<float>(f) * 6.1035156e-05f;  // 2^-14
-    return fmaf_(lut[i + 1] - lut[i], frac, base) * 6.0206003f;
+    return std::fma(lut[i + 1] - lut[i], frac, base) * 6.0206003f;
 }
 
 float DbToAmp(float g) {
-    const uint32_t u = static_cast<uint32_t>(TruncToInt32(fmaf_(g, 1393317.625f, 1065353216.0f)));
+    const uint32_t u = static_cast<uint32_t>(TruncToInt32(std::fma(g, 1393317.625f, 1065353216.0f)));
     const float m = PowTableH()[(u >> 14) & 0x1FFu] * PowTableL()[(u >> 5) & 0x1FFu];
     return FromBits((u & 0xFF800000u) | (Bits(m) & 0x007FFFFFu));
 }
@@ -114,19 +112,14 @@ void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
         for (int k = sectionBegin; k < sectionEnd; ++k) {  // none for an empty or inverted range: a copy
             const float* s = &coefs->coefs[5 * k];
             const float b0 = s[0], b1 = s[1], b2 = s[2], a1 = s[3], a2 = s[4];
-            float z1 = state[c].z1[k];
-            float z2 = state[c].z2[k];
-            for (int j = 0; j < 4; ++j) {
-                const float xj = x[j];
-                const float y = fmaf_(xj, b0, z1);
-                const float nz1 = fmaf_(y, a1, fmaf_(xj, b1, z2));
-                const float nz2 = fmaf_(y, a2, xj * b2);
-                z1 = nz1;
-                z2 = nz2;
-                x[j] = y;
+            float z1 = state[c].z1[k], z2 = state[c].z2[k];
+            for (float& xj : x) {
+                const float y = std::fma(xj, b0, z1);
+                z1 = std::fma(y, a1, std::fma(xj, b1, z2));
+                z2 = std::fma(y, a2, xj * b2);
+                xj = y;
             }
-            state[c].z1[k] = z1;
-            state[c].z2[k] = z2;
+            state[c].z1[k] = z1, state[c].z2[k] = z2;
         }
         for (int j = 0; j < 4; ++j) out[c][pos + j] = x[j];
     }
@@ -140,27 +133,24 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
     const Dyn_SCoefsBlock& K = *ctx->dynCoefs;
 
     // Slowly moving parameters, once per call.
-    S->compFloorDb = fmaf_(K.compFloorDbTarget - S->compFloorDb, t, S->compFloorDb);
-    S->expRangeDb = fmaf_(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
-    S->outputGain = fmaf_(K.outputGainTarget - S->outputGain, t, S->outputGain);
+    S->compFloorDb = std::fma(K.compFloorDbTarget - S->compFloorDb, t, S->compFloorDb);
+    S->expRangeDb = std::fma(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
+    S->outputGain = std::fma(K.outputGainTarget - S->outputGain, t, S->outputGain);
 
     // Level filter and peak detector (both always run), then the detector's choice in dB.
     float d[4], L[4];
     float z1 = S->levelZ1, z2 = S->levelZ2, e = S->peakEnvelope;
     for (int k = 0; k < 4; ++k) {
         const float xk = x[k];
-        const float y = fmaf_(xk, K.levelB0, z1);
-        const float nz1 = fmaf_(y, K.levelA1, fmaf_(xk, K.levelB1, z2));
-        z2 = fmaf_(y, K.levelA2, xk * K.levelB2);
-        z1 = nz1;
+        const float y = std::fma(xk, K.levelB0, z1);
+        z1 = std::fma(y, K.levelA1, std::fma(xk, K.levelB1, z2));
+        z2 = std::fma(y, K.levelA2, xk * K.levelB2);
         S->levelOut = y;
         e = (xk > e) ? xk : e * K.peakDecay;
         d[k] = K.detectorMode < 1 ? e : y;
         L[k] = AmpToDb(d[k]);
     }
-    S->levelZ1 = z1;
-    S->levelZ2 = z2;
-    S->peakEnvelope = e;
+    S->levelZ1 = z1, S->levelZ2 = z2, S->peakEnvelope = e;
 
     // Compressor, and expander with gate and hold, sample by sample.
     float compGain[4], expGain[4];
@@ -171,9 +161,9 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
     for (int k = 0; k < 4; ++k) {
         const float l = L[k];
         const float ct = l > K.compKneeTopDb      ? (l - K.compThresholdDb) * K.compSlope
-                         : l > K.compKneeBottomDb ? fmaf_(K.compKneeB, l, K.compKneeA * (l * l)) + K.compKneeC
+                         : l > K.compKneeBottomDb ? std::fma(K.compKneeB, l, K.compKneeA * (l * l)) + K.compKneeC
                                                   : 0.0f;
-        pc = fmaf_(ct <= pc ? K.compAttackCoef : K.compReleaseCoef, ct - pc, pc);
+        pc = std::fma(ct <= pc ? K.compAttackCoef : K.compReleaseCoef, ct - pc, pc);
         if (pc < S->compFloorDb) pc = S->compFloorDb;
         compGain[k] = pc;
 
@@ -181,46 +171,38 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
         if (l < K.expKneeBottomDb)
             curve = (l - K.expThresholdDb) * K.expSlope;
         else if (l <= K.expKneeTopDb)  // the last sample's knee sums in another order
-            curve = k < 3 ? fmaf_(K.expKneeA, l * l, K.expKneeB * l) + K.expKneeC
-                          : fmaf_(K.expKneeB, l, K.expKneeA * (l * l)) + K.expKneeC;
+            curve = k < 3 ? std::fma(K.expKneeA, l * l, K.expKneeB * l) + K.expKneeC
+                          : std::fma(K.expKneeB, l, K.expKneeA * (l * l)) + K.expKneeC;
         open = l >= (open ? K.gateCloseThresholdDb : K.gateOpenThresholdDb);
         const float target = (open && curve >= S->expRangeDb) ? curve : S->expRangeDb;
         if (target > p) {
-            p = fmaf_(K.expAttackCoef, target - p, p);
+            p = std::fma(K.expAttackCoef, target - p, p);
             h = holdReload;
         } else if (h != 0) {
             h = static_cast<int32_t>(static_cast<uint32_t>(h) - 1u);  // wraps
         } else {
-            p = fmaf_(K.expReleaseCoef, target - p, p);
+            p = std::fma(K.expReleaseCoef, target - p, p);
         }
         expGain[k] = p;
     }
-    S->compGainDb = pc;
-    S->expGainDb = p;
-    S->holdCounter = h;
-    S->gateOpen = open ? 1 : 0;
+    S->compGainDb = pc, S->expGainDb = p, S->holdCounter = h, S->gateOpen = open ? 1 : 0;
 
     // Linear gains and meters.
     for (int k = 0; k < 4; ++k) {
-        const float gc = DbToAmp(compGain[k]);
-        const float ge = DbToAmp(expGain[k]);
-        const float G = gc * ge;
+        const float gc = DbToAmp(compGain[k]), ge = DbToAmp(expGain[k]), G = gc * ge;
         x[k] = S->outputGain * G;
 
-        if (G > m[1] || (m[1] == 0.0f && d[k] > m[0])) {
-            m[1] = G;
-            m[0] = d[k];
-        }
-        const float rc = 1.0f - gc;
-        if (rc > m[2]) m[2] = rc;
-        const float re = 1.0f - ge;
-        if (re > m[3]) m[3] = re;
+        if (G > m[1] || (m[1] == 0.0f && d[k] > m[0])) m[1] = G, m[0] = d[k];
+        if (1.0f - gc > m[2]) m[2] = 1.0f - gc;
+        if (1.0f - ge > m[3]) m[3] = 1.0f - ge;
         if (G > m[slot]) m[slot] = G;
     }
 }
 
 // ---------------------------------------------------------------------------
 // Dynamics channel processing
+
+namespace {
 
 void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
                       const float* const* in, float* const* out, const float* key,
@@ -236,21 +218,16 @@ void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
         float z1 = st[c].detFilterZ1, z2 = st[c].detFilterZ2;
         for (int i = 0; i < 4; ++i) {
             const float x = src[pos + i];
-            const float y = fmaf_(x, K.detFilterB0, z1);
-            const float nz1 = fmaf_(y, K.detFilterA1, fmaf_(x, K.detFilterB1, z2));
-            const float nz2 = fmaf_(y, K.detFilterA2, x * K.detFilterB2);
-            z1 = nz1;
-            z2 = nz2;
+            const float y = std::fma(x, K.detFilterB0, z1);
+            z1 = std::fma(y, K.detFilterA1, std::fma(x, K.detFilterB1, z2));
+            z2 = std::fma(y, K.detFilterA2, x * K.detFilterB2);
             sc[c][i] = y;
         }
-        st[c].detFilterZ1 = z1;
-        st[c].detFilterZ2 = z2;
+        st[c].detFilterZ1 = z1, st[c].detFilterZ2 = z2;
     }
 
     // 2. Per-sample maximum magnitude within each group.
-    float row[8][4];
-    for (int g = 0; g < G; ++g)
-        for (int i = 0; i < 4; ++i) row[g][i] = 0.0f;
+    float row[8][4] = {};
     for (int c = 0; c < N; ++c) {
         const int g = K.channelGroup[c];
         for (int i = 0; i < 4; ++i) {
@@ -261,8 +238,7 @@ void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
 
     // 3. One gain computer per group, run in its lowest channel's record; 4.
     // every member shows the owner's gain meter.
-    int owner[8];
-    for (int g = 0; g < G; ++g) owner[g] = -1;
+    int owner[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
     const float t = st[0].dezipRate;
     for (int c = 0; c < N; ++c) {
         const int g = K.channelGroup[c];
@@ -283,8 +259,7 @@ void OutputMeters(int N, int blockLength, const float* const* in, float* const* 
                   int blockStart) {
     const bool bypassed = K->bypass >= 1;
     for (int c = 0; c < N; ++c) {
-        float a = inputPeaks[c];
-        float b = outputPeaks[c];
+        float a = inputPeaks[c], b = outputPeaks[c];
         for (int i = blockStart; i < blockStart + blockLength; ++i) {
             if (bypassed) out[c][i] = in[c][i];
             const float v = std::fabs(in[c][i] * K->inputMeterGain);
@@ -292,15 +267,17 @@ void OutputMeters(int N, int blockLength, const float* const* in, float* const* 
             const float w = std::fabs(bypassed ? in[c][i] : out[c][i]);
             if (w > b) b = w;
         }
-        inputPeaks[c] = a;
-        outputPeaks[c] = b;
+        inputPeaks[c] = a, outputPeaks[c] = b;
     }
 }
+
+}  // namespace
 
 // ---------------------------------------------------------------------------
 // Driver
 
-void Driver(int N, int G, SChannelStrip_Alg_Context* const* begin, const void* end) {
+void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end) {
+    const int N = kFormats[formatIndex].channels, G = kFormats[formatIndex].groups;
     for (SChannelStrip_Alg_Context* const* it = begin; static_cast<const void*>(it) != end; ++it) {
         const SChannelStrip_Alg_Context* ctx = *it;
         const int32_t k = *ctx->sideChainIndex;
@@ -325,10 +302,6 @@ void Driver(int N, int G, SChannelStrip_Alg_Context* const* begin, const void* e
             blockStart += 16;
         } while (blockStart < n);
     }
-}
-
-void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end) {
-    Driver(kFormats[formatIndex].channels, kFormats[formatIndex].groups, begin, end);
 }
 
 }  // namespace model

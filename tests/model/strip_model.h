@@ -28,7 +28,6 @@ extern const Format kFormats[kFormatCount];
 int32_t TruncToInt32(float v);
 inline uint32_t Bits(float v) { return std::bit_cast<uint32_t>(v); }
 inline float FromBits(uint32_t u) { return std::bit_cast<float>(u); }
-inline uint64_t Bits(double v) { return std::bit_cast<uint64_t>(v); }
 
 // --- lookup tables and dB conversions --------------------------------------
 
@@ -52,16 +51,6 @@ void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
 
 void ProcessAudioGain4(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
                        float t, int slot, float* dynamicsRunState);
-
-void Dynamics_Process(int channels, int groups, const SChannelStrip_Alg_Context* ctx,
-                      const float* const* in, float* const* out, const float* key,
-                      int subBlockOffset, float* dynamicsRunState, int blockStart);
-
-void OutputMeters(int channels, int blockLength, const float* const* in, float* const* out,
-                  float* inputPeaks, float* outputPeaks, const Dyn_SCoefsBlock* coefs,
-                  int blockStart);
-
-void Driver(int channels, int groups, SChannelStrip_Alg_Context* const* begin, const void* end);
 
 // One call of the format's entry, modelled.
 void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end);

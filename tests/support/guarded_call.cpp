@@ -6,74 +6,59 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <type_traits>
 #include <vector>
 
 namespace stemstrip_test {
 namespace {
 
+[[noreturn]] void Die(const char* what) {
+    std::perror(what);
+    std::abort();
+}
+
 // Blocks that end at a PROT_NONE page (one leads too): touching one float past
 // a block raises SIGSEGV. A block gets only its type's alignment, as that is
 // all the library may assume.
-class GuardedArena {
-public:
-    ~GuardedArena() {
-        for (const Mapping& m : maps_) munmap(m.base, m.length);
-    }
-    void* Bytes(size_t bytes) {
-        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE)), data = (bytes + page - 1) / page * page;
-        char* base = static_cast<char*>(mmap(nullptr, data + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        if (base == MAP_FAILED || (data && mprotect(base + page, data, PROT_READ | PROT_WRITE) != 0)) Die("mmap");
-        maps_.push_back({base, data + 2 * page, base + page + data - bytes});
-        return maps_.back().block;
-    }
-    void Protect(const void* block, int prot) {
-        for (const Mapping& m : maps_)
-            if (m.block == block) {
-                const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-                if (m.length > 2 * page && mprotect(m.base + page, m.length - 2 * page, prot) != 0) Die("mprotect");
-                return;
-            }
-        Die("not a block of this arena");
-    }
-
-private:
-    [[noreturn]] static void Die(const char* what) {
-        std::perror(what);
-        std::abort();
-    }
+struct GuardedArena {
     struct Mapping {
         char* base;
         size_t length;
         char* block;
     };
-    std::vector<Mapping> maps_;
+    std::vector<Mapping> maps;
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+
+    ~GuardedArena() {
+        for (const Mapping& m : maps) munmap(m.base, m.length);
+    }
+    void* Bytes(size_t bytes) {
+        const size_t data = (bytes + page - 1) / page * page;
+        char* base = static_cast<char*>(mmap(nullptr, data + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        if (base == MAP_FAILED || (data && mprotect(base + page, data, PROT_READ | PROT_WRITE) != 0)) Die("mmap");
+        return maps.emplace_back(Mapping{base, data + 2 * page, base + page + data - bytes}).block;
+    }
+    void Protect(const void* block, int prot) {
+        for (const Mapping& m : maps)
+            if (m.block == block) {
+                if (m.length > 2 * page && mprotect(m.base + page, m.length - 2 * page, prot) != 0) Die("mprotect");
+                return;
+            }
+        Die("not a block of this arena");
+    }
 };
 
-// Exact-size heap blocks: AddressSanitizer's redzones catch what the guard
-// pages would, at a fraction of the cost of a mapping per block. Nothing is
-// made read-only.
-class HeapArena {
-public:
-    void* Bytes(size_t bytes) { return blocks_.emplace_back(std::make_unique<char[]>(bytes)).get(); }
-    void Protect(const void*, int) {}
-
-private:
-    std::vector<std::unique_ptr<char[]>> blocks_;
-};
-
-template <class Arena, class T>
-T* Place(Arena& arena, const T* source, size_t count) {
+template <class T>
+T* Place(GuardedArena& arena, const T* source, size_t count) {
     return std::uninitialized_copy_n(source, count, static_cast<T*>(arena.Bytes(count * sizeof(T)))) - count;
 }
 
 size_t Samples(const std::vector<float>& buffer) { return buffer.size() - scenario::kCanaryFloats; }
 
-template <class Arena>
-void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
-    constexpr bool kRevokes = std::is_same_v<Arena, GuardedArena>;  // heap blocks stay open: copied back and compared
-    Arena arena;
+}  // namespace
+
+void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
+    GuardedArena arena;
     std::vector<const void*> readOnly;
     auto shared = [&](const auto& values) {
         std::vector<const std::remove_reference_t<decltype(values[0])>*> placed;
@@ -136,7 +121,7 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         scenario::Instance& dst = s.instances[i];
         const Placed& g = placed[i];
         const int n = dst.formatChannels;
-        if (kRevokes && s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
+        if (s.counts[dst.countSlot] < 1) continue;  // revoked, so untouched
         for (int c = 0; c < n; ++c) {
             std::vector<float>& b = dst.inPlace ? dst.inBufs[c] : dst.outBufs[c];
             std::copy_n(g.out[c], Samples(b), b.begin());
@@ -147,10 +132,5 @@ void CallOnCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         std::copy_n(*g.ctx->privateState, 3 * n + 4, dst.priv.begin());
     }
 }
-
-}  // namespace
-
-void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<GuardedArena>(entry, s); }
-void CallOnHeapCopy(AlgEntry_Fn entry, scenario::Scenario& s) { CallOnCopy<HeapArena>(entry, s); }
 
 }  // namespace stemstrip_test

@@ -1,16 +1,12 @@
 // Runs an entry on a copy of a scenario placed block by block, then brings
 // every writable block back into the scenario. Each block and buffer is
-// placed at exactly its host-valid size. Memory shared between instances
-// (Options::sharedMemory) is not reproduced.
-//
-// CallOnGuardedCopy: each block ends at a PROT_NONE page, and every block
-// the library must only read is read-only during the call; of a skipped
-// instance (count below 1) only the context, its two integers and the input
-// pointers and buffers stay readable. An access past a block, a write to a
-// read-only one or a skipped instance's access to anything else crashes the
-// run, whatever the code under test was compiled with.
-// CallOnHeapCopy: each block is its own heap allocation, for code built
-// with AddressSanitizer, whose redzones catch the same accesses faster.
+// placed at exactly its host-valid size, ending at a PROT_NONE page, and
+// every block the library must only read is read-only during the call; of a
+// skipped instance (count below 1) only the context, its two integers and
+// the input pointers and buffers stay readable. An access past a block, a
+// write to a read-only one or a skipped instance's access to anything else
+// crashes the run, whatever the code under test was compiled with. Memory
+// shared between instances (Options::sharedMemory) is not reproduced.
 #pragma once
 
 #include "model/scenario.h"
@@ -19,6 +15,5 @@
 namespace stemstrip_test {
 
 void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s);
-void CallOnHeapCopy(AlgEntry_Fn entry, scenario::Scenario& s);
 
 }  // namespace stemstrip_test
