@@ -1,5 +1,5 @@
-// Helpers for measuring an Instance from outside: signals, streamed runs and
-// gains in dB.
+// Helpers for measuring an Instance from outside: signals, streamed runs,
+// gains in dB and error messages.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <functional>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "stemstrip/instance.hpp"
@@ -50,6 +51,16 @@ inline stemstrip::Settings Busy() {
 }
 
 inline stemstrip::InstanceOptions Aligned() { return {.alignedBlocks = true}; }
+
+// What `call` throws, or "(nothing thrown)".
+inline std::string ErrorOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "(nothing thrown)";
+}
 
 // Streams x (the strip's channels, then optionally the key) through the strip
 // in chunks of the sizes next() returns. Every host buffer holds exactly its
