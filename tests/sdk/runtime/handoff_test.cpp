@@ -11,9 +11,8 @@ using namespace stemstrip;
 using namespace stemstrip_test;
 
 TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
-    Settings quiet, loud;
-    quiet.smoothingMs = loud.smoothingMs = 0.0;  // each set applies at once, so the last one is visible exactly
-    loud.compressor.makeupDb = 6.0;
+    // No smoothing: each set applies at once, so the last one is visible exactly.
+    const Settings quiet{.smoothingMs = 0.0}, loud{.compressor = {.makeupDb = 6.0}, .smoothingMs = 0.0};
     Instance strip(Format::Stereo, quiet, kRate, Aligned());
     constexpr int kBlock = 64, kCalls = 3000;
     std::vector<float> left(kBlock, 0.25f), right(kBlock, -0.25f), outL(kBlock), outR(kBlock);
@@ -22,13 +21,8 @@ TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
 
     std::atomic<bool> audioDone{false};
     std::atomic<long long> samplesRead{0};
-    std::thread control([&] {
-        for (int i = 0; i < 200; ++i) strip.setSettings(i % 2 ? quiet : loud);
-        strip.setSettings(loud);
-    });
-    std::thread reader([&] {
-        while (!audioDone.load()) samplesRead += strip.readMeters().samples;
-    });
+    std::thread control([&] { for (int i = 0; i <= 200; ++i) strip.setSettings(i % 2 ? quiet : loud); });  // ends loud
+    std::thread reader([&] { while (!audioDone) samplesRead += strip.readMeters().samples; });
     for (int i = 0; i <= kCalls; ++i) {
         if (i == kCalls) control.join();  // the last call picks up the last set
         strip.process(in, out, kBlock);
