@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
-#include <numbers>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,13 +21,6 @@ inline constexpr double kRate = 48000.0;
 
 inline double Db(double linear) { return 20.0 * std::log10(linear); }
 inline float Amp(double db) { return static_cast<float>(std::pow(10.0, db / 20.0)); }
-
-// 1 kHz at 48 kHz: every 12th sample hits +-amplitude exactly.
-inline std::vector<float> Sine(double amplitude, int n) {
-    std::vector<float> x(n);
-    for (int i = 0; i < n; ++i) x[i] = static_cast<float>(amplitude * std::sin(2.0 * std::numbers::pi * i / 48.0));
-    return x;
-}
 
 inline Signal Noise(int channels, int n, unsigned seed, float amplitude = 1.0f) {
     std::mt19937 rng(seed);
