@@ -5,15 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <string>
 
 #include "stemstrip/settings_assignments.hpp"
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
-
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 TEST(SettingsAssignments, PathsAndSpellingsTakeTheirValuesInOrder) {
     const Settings s = ApplyAssignments(Settings{}, " ;compressor.ratio=2;\n\ncompressor.ratio=4 ;; expander.holdMs=7;"
@@ -27,7 +24,7 @@ TEST(SettingsAssignments, PathsAndSpellingsTakeTheirValuesInOrder) {
     EXPECT_EQ(s.smoothingMs, 1.0);
     const auto one = [](std::string_view text) { return ApplyAssignment(Settings{}, text); };
     for (const char* on : {"true", "1", "on", "\"true\""}) EXPECT_TRUE(one(std::string("bypass=") + on).bypass) << on;
-    for (const auto& [text, value] : {std::pair{"1e3", 1000.0}, {"+3", 3.0}, {"-inf", -kInf}, {"\"inf\"", kInf}})
+    for (const auto& [text, value] : {std::pair{"1e3", 1000.0}, {"+3", 3.0}, {"-inf", -INFINITY}, {"\"inf\"", INFINITY}})
         EXPECT_EQ(one(std::string("compressor.ratio=") + text).compressor.ratio, value) << text;
     EXPECT_EQ(one(" detector.mode = Average ").detector.mode, DetectorMode::Average);
     const std::array<int, 8> groups{0, 0, 5, 2, 0, 0, 0, 0};

@@ -34,12 +34,10 @@ inline Signal Noise(int channels, int n, unsigned seed, float amplitude = 1.0f) 
 // compressor, gate with hold.
 inline stemstrip::Settings Busy() {
     using namespace stemstrip;
-    Settings s;
-    s.bands[0] = {.enabled = true, .type = BandType::Bell, .frequencyHz = 1000.0, .gainDb = 6.0, .q = 1.0};
-    s.bands[1] = {.enabled = true, .type = BandType::HighPass2, .placement = Placement::PostDynamics, .frequencyHz = 80.0};
-    s.compressor = {.thresholdDb = -24.0, .ratio = 3.0, .kneeDb = 6.0, .attackMs = 2.0, .releaseMs = 80.0};
-    s.expander = {.gate = true, .gateThresholdDb = -50.0, .holdMs = 5.0, .attackMs = 0.5, .releaseMs = 40.0};
-    return s;
+    return {.bands = {EqBand{.enabled = true, .type = BandType::Bell, .frequencyHz = 1000.0, .gainDb = 6.0, .q = 1.0},
+                      EqBand{.enabled = true, .type = BandType::HighPass2, .placement = Placement::PostDynamics, .frequencyHz = 80.0}},
+            .compressor = {.thresholdDb = -24.0, .ratio = 3.0, .kneeDb = 6.0, .attackMs = 2.0, .releaseMs = 80.0},
+            .expander = {.gate = true, .gateThresholdDb = -50.0, .holdMs = 5.0, .attackMs = 0.5, .releaseMs = 40.0}};
 }
 
 inline stemstrip::InstanceOptions Aligned() { return {.alignedBlocks = true}; }
