@@ -82,11 +82,7 @@ double WorstDeviationDb(const EqBand& band, double sampleRate) {
 // DC and Nyquist swapped each break several rows.
 TEST(EqResponse, MatchedDesignsFollowTheAnalogPrototypeToNyquist) {
     const std::vector<double> gains{-18, -12, -6, -3, 3, 6, 12, 18}, none{0}, qs{0.3, 0.5, 0.7071, 1, 2, 4, 8};
-    const struct {
-        BandType type;
-        std::vector<double> gains, qs;
-        double limitDb;
-    } cases[] = {
+    const struct { BandType type; std::vector<double> gains, qs; double limitDb; } cases[] = {
         {BandType::Bell, gains, qs, 0.9},
         {BandType::Bell, {-12, 12}, {1}, 0.65},  // the common musical bell
         {BandType::LowShelf, gains, {0.3, 0.5, 0.7071, 1}, 0.3},  // resonant shelves overshoot by up to 15 dB

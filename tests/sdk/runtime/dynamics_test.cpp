@@ -5,7 +5,6 @@
 // smoothing, which glides linear factors) within 5 % of the set time.
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <optional>
 
 #include "stemstrip/design.hpp"
@@ -44,13 +43,15 @@ double KneeGainDb(double over, double slope, double knee) {
     return slope * (over + knee / 2) * (over + knee / 2) / (2.0 * knee);
 }
 
-// Samples from `from` until gain[] has covered 63.2 % of the way from its
-// value just before `from` to `settled`.
-int SamplesTo63(const std::vector<double>& gain, int from, double settled) {
-    const double start = gain[from - 1];
+// Samples from `from` until gainDb[] has covered 63.2 % of the way from its
+// value just before `from` to `settledDb`: of the way in dB or, for a glide
+// of linear factors, in linear gain.
+int SamplesTo63(const std::vector<double>& gainDb, int from, double settledDb, bool linear = false) {
+    const auto measure = [&](double db) { return linear ? std::pow(10.0, db / 20.0) : db; };
+    const double start = measure(gainDb[from - 1]), settled = measure(settledDb);
     const double mark = start + (1.0 - std::exp(-1.0)) * (settled - start);
-    for (int i = from; i < static_cast<int>(gain.size()); ++i)
-        if ((settled - start) * (gain[i] - mark) >= 0.0) return i - from + 1;
+    for (int i = from; i < static_cast<int>(gainDb.size()); ++i)
+        if ((settled - start) * (measure(gainDb[i]) - mark) >= 0.0) return i - from + 1;
     return -1;
 }
 
@@ -59,12 +60,11 @@ double Ms(int samples) { return samples * 1000.0 / kRate; }
 }  // namespace
 
 TEST(StaticCurves, CompressorLimiterAndExpanderFollowThresholdRatioKneeAndRange) {
-    constexpr double kInf = std::numeric_limits<double>::infinity();
     const std::pair<Settings, std::function<double(double)>> curves[] = {
         // Compressors: threshold, ratio, knee, attack, release, deepest reduction.
         {{.compressor = {-30.0, 4.0, 12.0, 0.5, 20.0, 100.0}, .detector = kDirect},
          [](double level) { return KneeGainDb(level + 30.0, 0.25 - 1.0, 12.0); }},
-        {{.compressor = {-30.0, kInf, 0.0, 0.5, 20.0, 100.0}, .detector = kDirect},  // a limiter
+        {{.compressor = {-30.0, INFINITY, 0.0, 0.5, 20.0, 100.0}, .detector = kDirect},  // a limiter
          [](double level) { return KneeGainDb(level + 30.0, -1.0, 0.0); }},
         {{.expander = {.thresholdDb = -40.0, .ratio = 3.0, .kneeDb = 8.0, .rangeDb = 30.0, .attackMs = 0.5, .releaseMs = 20.0},
           .detector = kDirect},
@@ -101,10 +101,7 @@ TEST(TimeConstants, AttackAndReleaseOfBothStages) {
                         .detector = kDirect};
     const Settings expander{.expander = {.thresholdDb = -40.0, .ratio = 2.0, .rangeDb = 40.0, .attackMs = 2.0, .releaseMs = 30.0},
                             .detector = kDirect};
-    const struct {
-        const Settings& s;
-        double fromDb, toDb, settledGainDb, expectedMs;
-    } steps[] = {
+    const struct { const Settings& s; double fromDb, toDb, settledGainDb, expectedMs; } steps[] = {
         {comp, -60.0, -10.0, -22.5, 5.0},      // 30 dB over at 4:1: attack
         {comp, -10.0, -60.0, 0.0, 50.0},       // release
         {expander, -30.0, -50.0, -10.0, 30.0},  // 10 dB under at 1:2: falling is the release
@@ -138,20 +135,17 @@ TEST(TimeConstants, GateHoldsForItsHoldTime) {
 
 // New settings glide from the running gain; the very first call runs at its settings.
 TEST(TimeConstants, MakeupGlidesAtSmoothingTimeAndFirstCallRunsAtSettings) {
-    Settings s;
-    s.compressor.makeupDb = 6.0;
+    Settings s{.compressor = {.makeupDb = 6.0}};
     Instance strip(Format::Mono, s, kRate, Aligned());  // smoothing: the default 20 ms
     const std::vector<float> x = Steps({-20.0}, 9600);
-    const std::vector<double> before = GainDb(strip, x);
-    EXPECT_NEAR(before.front(), 6.0, 1e-4);
+    std::vector<double> gain = GainDb(strip, x);
+    EXPECT_NEAR(gain.front(), 6.0, 1e-4);
     s.compressor.makeupDb = 18.0;
     strip.setSettings(s);
     const std::vector<double> after = GainDb(strip, x);
-    EXPECT_NEAR(after.back(), 18.0, 1e-3);
-    std::vector<double> linear{before.back()};  // the glide runs in linear gain, from where the first call left it
-    linear.insert(linear.end(), after.begin(), after.end());
-    for (double& g : linear) g = std::pow(10.0, g / 20.0);
-    EXPECT_NEAR(Ms(SamplesTo63(linear, 1, Amp(18.0))), 20.0, 1.0);
+    gain.insert(gain.end(), after.begin(), after.end());
+    EXPECT_NEAR(gain.back(), 18.0, 1e-3);
+    EXPECT_NEAR(Ms(SamplesTo63(gain, 9600, 18.0, /*linear=*/true)), 20.0, 1.0);
 }
 
 // The detector's peak decay and averaging pole fall to 1/e in their times
