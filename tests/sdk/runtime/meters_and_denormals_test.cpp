@@ -1,5 +1,5 @@
-// Meters in dB against the linear signal, read-and-clear, a neutral strip,
-// and the flush-to-zero scope.
+// Meters in dB against the linear signal, read-and-clear, and the
+// flush-to-zero scope.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -48,26 +48,6 @@ TEST(Meters, DecibelsMatchTheLinearSignalAndReadClears) {
     Instance expander(Format::Mono, e, kRate, Aligned());
     RunMono(expander, std::vector<float>(4800, 0.01f));
     EXPECT_NEAR(expander.readMeters().expReductionDb, 20.0, 0.1);
-}
-
-// The null test: a neutral strip's output equals its input bit for bit, one
-// latency later, in every format. (Makeup alone is measured with the time
-// constants.)
-TEST(Passthrough, ANeutralStripNullsAgainstItsInput) {
-    Settings s;  // busy, but no band enabled, ratio 1, expander off, 0 dB makeup
-    s.bands[3] = {.gainDb = 12.0, .q = 4.0};
-    s.compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1};
-    s.expander = {.thresholdDb = -30.0, .rangeDb = 20.0};
-    s.detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass};
-    s.inputMeterTrimDb = 6.0;
-    for (int format = 0; format < kFormatCount; ++format) {
-        Instance strip(static_cast<Format>(format), s, kRate);
-        const int delay = strip.latency();
-        const Signal x = Noise(strip.channels(), 4000, 3), y = Stream(strip, x, [] { return 4000; });
-        for (int c = 0; c < strip.channels(); ++c)
-            EXPECT_EQ(0, std::memcmp(x[c].data(), y[c].data() + delay, (4000 - delay) * sizeof(float)))
-                << FormatName(static_cast<Format>(format)) << " channel " << c;
-    }
 }
 
 TEST(Denormals, ScopeFlushesInsideAndRestoresTheCallersMode) {
