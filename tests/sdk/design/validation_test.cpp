@@ -50,10 +50,7 @@ TEST(Validation, AcceptsTheEdgesOfEveryRange) {
                .expander = {24.0, 100.0, 60.0, 200.0, true, -200.0, 60.0, 10000.0, 10000.0, 10000.0},
                .channelGroups = std::array<int, 8>{0, 0, 1, 2, 3, 3, 4, 4},
                .smoothingMs = 0.0};
-    s.bands[0] = {true, BandType::HighShelf, Placement::PostDynamics, 10.0, 30.0, 0.1};
-    s.bands[1] = {true, BandType::Bell, Placement::PreDynamics, 22049.0, -30.0, 30.0};
-    EXPECT_NO_THROW(Design(s, Format::Surround7_1, 44100.0));
-    EXPECT_NO_THROW(Design(s, Format::Surround7_1, 8000.0 * 96));
+    EXPECT_NO_THROW(Design(s, Format::Surround7_1, 8000.0 * 96));  // band edges: the EQ stability test
 
     // Unused stages are never checked: a preset keeps its disabled bands at any rate.
     Settings unused{.detector = {.filterHz = 30000.0}};
@@ -62,7 +59,7 @@ TEST(Validation, AcceptsTheEdgesOfEveryRange) {
 
     // The analysis applies the same band checks.
     const double at[] = {1000.0};
-    EXPECT_THROW(BandMagnitudeDb(s.bands[1], 32000.0, at), SettingsError);
+    EXPECT_THROW(BandMagnitudeDb({.enabled = true, .frequencyHz = 16000.0}, 32000.0, at), SettingsError);  // Nyquist itself
 }
 
 }  // namespace

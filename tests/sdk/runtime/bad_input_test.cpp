@@ -66,8 +66,7 @@ TEST(BadInput, CApiReportsThroughLastError) {
         {[] { return stemstrip_sdk_channels(nullptr); }, "strip is null"},
         {set("compressor.makeupDb=6; compressor.ratio=abc"), "compressor.ratio = 'abc' is not a number"},
         {set("expander.ratio=1000"), "expander.ratio = 1000"},
-        {set("compressor.ratio=" + std::string(5000, '7') + "x"), "characters)"},  // echoed input is cut
-        {set(std::string(5000, 'q') + "=1"), "characters)"},
+        {set(std::string(5000, 'q') + "=1"), "characters)"},  // echoed input is cut
         {[&] { return stemstrip_sdk_process(strip, in, out, 17, nullptr); }, "n = 17"},
     };
     for (const auto& [call, mention] : refused) {
@@ -113,7 +112,6 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
                 const MeterSnapshot m = got.readMeters();
                 EXPECT_EQ(inKey ? m.nonFiniteKeySamples : m.nonFiniteSamples[where], 3);
                 EXPECT_EQ(m.firstNonFiniteSample, 1000);
-                EXPECT_EQ(want.readMeters().firstNonFiniteSample, -1);
             }
         }
     }
