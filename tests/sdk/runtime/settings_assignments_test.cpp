@@ -23,8 +23,7 @@ TEST(SettingsAssignments, PathsAndSpellingsTakeTheirValuesInOrder) {
     for (const char* on : {"true", "1", "on", "\"true\""}) EXPECT_TRUE(one(std::string("bypass=") + on).bypass) << on;
     for (const auto& [text, value] : {std::pair{"1e3", 1000.0}, {"+3", 3.0}, {"-inf", -INFINITY}, {"\"inf\"", INFINITY}})
         EXPECT_EQ(one(std::string("compressor.ratio=") + text).compressor.ratio, value) << text;
-    const std::array<int, 8> groups{0, 0, 5, 2, 0, 0, 0, 0};
-    EXPECT_EQ(ApplyAssignments(Settings{}, "channelGroups=[0, 0, 1, 2]; channelGroups[2]=5").channelGroups, groups);
+    EXPECT_EQ(ApplyAssignments(Settings{}, "channelGroups=[0, 0, 1, 2]; channelGroups[2]=5").channelGroups, (std::array<int, 8>{0, 0, 5, 2}));
     EXPECT_FALSE(ApplyAssignments(Settings{}, "channelGroups=0,1\nchannelGroups=default").channelGroups);
 }
 

@@ -43,11 +43,11 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
     // The null test: a neutral strip, busy but with no band enabled, ratios
     // of 1 and no makeup, is that latency alone, bit for bit. (Every format
     // at default settings: the command line's round trip.)
-    Settings neutral{.compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1},
-                     .expander = {.thresholdDb = -30.0, .rangeDb = 20.0},
-                     .detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass},
-                     .inputMeterTrimDb = 6.0};
-    neutral.bands[3] = {.gainDb = 12.0, .q = 4.0};
+    const Settings neutral{.bands = {EqBand{.gainDb = 12.0, .q = 4.0}},  // disabled
+                           .compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1},
+                           .expander = {.thresholdDb = -30.0, .rangeDb = 20.0},
+                           .detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass},
+                           .inputMeterTrimDb = 6.0};
     Instance strip(Format::Stereo, neutral, kRate);
     const Signal y = Stream(strip, x, [] { return 441; });
     for (int c = 0; c < 2; ++c)
