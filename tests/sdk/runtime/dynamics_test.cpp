@@ -1,8 +1,8 @@
-// The dynamics measured from outside on steps of DC. Static
-// curves follow the textbook soft-knee formulas, written out here from
-// threshold, ratio and knee width. Time constants: the gain must cover 63 % of
-// its change (in dB for attack and release, in linear gain for parameter
-// smoothing, which glides linear factors) within 5 % of the set time.
+// The dynamics measured from outside on steps of DC. Static curves follow
+// the textbook soft-knee formulas, written out here from threshold, ratio and
+// knee width. Time constants: the gain must cover 63 % of its change (in dB
+// for attack and release, in linear gain for parameter smoothing, which
+// glides linear factors) within 5 % of the set time.
 #include <gtest/gtest.h>
 
 #include <optional>
