@@ -55,12 +55,12 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     ScratchDir dir("errors");
     // in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
     // a symbolic link to the input, a few broken presets and an earlier output.
-    WriteBytes(dir / "in.wav", WavBytes(TestSignal(2, kFrames, 48000, 1u), 0x3));
-    WriteBytes(dir / "short.wav", WavBytes(TestSignal(2, 1000, 48000, 5u), 0x3));
-    WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
-    WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
-    WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
-    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
+    WriteWav(dir / "in.wav", TestSignal(2, kFrames, 48000, 1u), 0x3);
+    WriteWav(dir / "short.wav", TestSignal(2, 1000, 48000, 5u), 0x3);
+    WriteWav(dir / "nine.wav", TestSignal(9, 100, 48000, 2u));
+    WriteWav(dir / "key44.wav", TestSignal(1, kFrames, 44100, 3u));
+    WriteWav(dir / "keyshort.wav", TestSignal(1, kFrames - 1, 48000, 4u));
+    WriteWav(dir / "keylong.wav", TestSignal(1, kFrames + 1, 48000, 4u));
     WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
     WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
     WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
@@ -127,7 +127,7 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
 // Ctrl-C, kill) removes the staged output and exits with 128 + the signal.
 TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
     ScratchDir dir("errors-signals");
-    WriteBytes(dir / "long.wav", WavBytes(TestSignal(2, 10 * 48000, 48000, 9u), 0x3));  // seconds at --block 1
+    WriteWav(dir / "long.wav", TestSignal(2, 10 * 48000, 48000, 9u), 0x3);  // seconds at --block 1
     const std::vector<std::string> before = dir.Listing();
     const std::string long_ = dir / "long.wav", out = dir / "out.wav", report = dir / "report.html";
     for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT}) {

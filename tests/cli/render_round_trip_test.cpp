@@ -60,14 +60,15 @@ constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --blo
 
 struct Rendered {
     CliRun run;
-    ParsedWav wav;
+    Audio audio;
+    std::optional<uint32_t> mask;  // nullopt unless extensible float
 };
 
 Rendered Render(const ScratchDir& dir, const std::string& input, const std::vector<std::string>& extra) {
     std::vector<std::string> args{"render", input, dir / "out.wav"};
     args.insert(args.end(), extra.begin(), extra.end());
-    Rendered r{RunCli(args), {}};
-    if (r.run.exitCode == 0) r.wav = ParseWav(ReadBytes(dir / "out.wav"));
+    Rendered r{RunCli(args), {}, {}};
+    if (r.run.exitCode == 0) r = {r.run, ReadWav(dir / "out.wav"), ExtensibleFloatMask(dir / "out.wav")};
     return r;
 }
 
@@ -91,7 +92,7 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             dirty.at(2400, channels - 1) = NAN;
             dirty.at(2409, 0) = -INFINITY;
             input.at(2400, channels - 1) = input.at(2409, 0) = 0.0f;
-            WriteBytes(dir / "in.wav", WavBytes(dirty, masked ? std::optional(c.fileMask) : std::nullopt));
+            WriteWav(dir / "in.wav", dirty, masked ? std::optional(c.fileMask) : std::nullopt);
             const std::vector<int> groups = LopsidedGroups(c.format);
             WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
@@ -108,20 +109,18 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             EXPECT_NE(r.run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
             EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
                       static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
-            // Extensible float (ParseWav fills the audio only for 32-bit float).
-            EXPECT_EQ(r.wav.formatTag, 0xFFFE);
-            EXPECT_EQ(r.wav.channelMask, c.fileMask);
+            EXPECT_EQ(r.mask, c.fileMask);
             const Audio expected = masked ? SdkRender(c.format, TestSettings(groups), input, c.stripOrder) : input;
-            EXPECT_EQ(FirstDifference(expected, r.wav.audio), "");
+            EXPECT_EQ(FirstDifference(expected, r.audio), "");
         }
 }
 
 TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
     ScratchDir dir("format-option");
     const Audio quad = TestSignal(4, kFrames, kRate, 11u);
-    WriteBytes(dir / "quad.wav", WavBytes(quad, 0x33));
-    WriteBytes(dir / "side-quad.wav", WavBytes(quad, 0x603));
-    WriteBytes(dir / "three-one.wav", WavBytes(quad, 0xF));
+    WriteWav(dir / "quad.wav", quad, 0x33);
+    WriteWav(dir / "side-quad.wav", quad, 0x603);
+    WriteWav(dir / "three-one.wav", quad, 0xF);
     WriteBytes(dir / "preset.json", TestPresetJson({0, 0, 1, 2}));
 
     // --format lcrs reads the quad file as L R C S and labels the output so.
@@ -129,17 +128,17 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
     ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
     EXPECT_NE(r.run.out.find("lcrs, 48000 Hz"), std::string::npos) << r.run.out;
     EXPECT_EQ(r.run.out.find("warning"), std::string::npos) << r.run.out;  // a clean file
-    EXPECT_EQ(r.wav.channelMask, 0x107u);
-    EXPECT_EQ(FirstDifference(SdkRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.wav.audio), "");
+    EXPECT_EQ(r.mask, 0x107u);
+    EXPECT_EQ(FirstDifference(SdkRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.audio), "");
 
     // A forced format keeps the layout the file declares when it is one of the format's.
     r = Render(dir, dir / "side-quad.wav", {"--format", "quad"});
-    EXPECT_EQ(r.wav.channelMask, 0x603u) << r.run.err;
+    EXPECT_EQ(r.mask, 0x603u) << r.run.err;
 
     // L R C LFE is no stem layout of four channels: quad, with a note.
     r = Render(dir, dir / "three-one.wav", {});
     EXPECT_NE(r.run.out.find("note: channel mask 0xF"), std::string::npos) << r.run.out << r.run.err;
-    EXPECT_EQ(r.wav.channelMask, 0x33u);
+    EXPECT_EQ(r.mask, 0x33u);
 }
 
 // The key file drives the detector averaged over its channels, a frame
@@ -150,8 +149,8 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     const Audio key = TestSignal(2, kFrames, kRate, 22u);
     Audio dirtyKey = key;
     dirtyKey.at(2403, 1) = INFINITY;
-    WriteBytes(dir / "in.wav", WavBytes(input, 0x3));
-    WriteBytes(dir / "key.wav", WavBytes(dirtyKey, std::nullopt));
+    WriteWav(dir / "in.wav", input, 0x3);
+    WriteWav(dir / "key.wav", dirtyKey);
     WriteBytes(dir / "preset.json", TestPresetJson());
     const Rendered r = Render(dir, dir / "in.wav",
                               {"--preset", dir / "preset.json", "--key", dir / "key.wav", "--set", "compressor.ratio=2",
@@ -168,9 +167,9 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     std::vector<float> mixed;
     for (int64_t i = 0; i < key.frames(); ++i) mixed.push_back((key.at(i, 0) + key.at(i, 1)) / 2.0f);
     mixed[2403] = 0.0f;  // that frame's mix is infinite
-    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), r.wav.audio), "");
+    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), r.audio), "");
     // Keyed from the loud-then-quiet key rather than the programme: another result.
-    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), r.wav.audio), "");
+    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), r.audio), "");
 }
 
 }  // namespace
