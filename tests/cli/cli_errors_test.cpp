@@ -3,8 +3,6 @@
 // was (no output, no temporary file, the input untouched).
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -41,7 +39,7 @@ void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c) {
         const bool bareFile = a.find_first_of("/=") == std::string::npos && ext.size() > 3;  // .wav, .json; not "5.1"
         args.push_back(bareFile ? dir / a : a);
     }
-    const CliRun run = RunCli(args, {c.maxFileBytes});
+    const ProgramRun run = RunCli(args, {c.maxFileBytes});
 
     EXPECT_EQ(run.exitCode, c.exitCode);
     EXPECT_EQ(run.out, "");
@@ -129,26 +127,16 @@ TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
     ScratchDir dir("errors-signals");
     WriteWav(dir / "long.wav", TestSignal(2, 10 * 48000, 48000, 9u), 0x3);  // seconds at --block 1
     const std::vector<std::string> before = dir.Listing();
-    const std::string long_ = dir / "long.wav", out = dir / "out.wav", report = dir / "report.html";
     for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT}) {
         SCOPED_TRACE(strsignal(signal));
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, STDOUT_FILENO);
-            dup2(null, STDERR_FILENO);
-            execl(STEMSTRIP_CLI_PATH, STEMSTRIP_CLI_PATH, "render", long_.c_str(), out.c_str(), "--block", "1", "--report",
-                  report.c_str(), nullptr);
-            _exit(127);
-        }
         // Signalled once the output is being written, a chunk of one sample at a time.
-        for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
-        kill(child, signal);
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status)) << "killed instead of cleaning up";
-        EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+        auto signalOnceWriting = [&](pid_t child) {
+            for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
+            kill(child, signal);
+        };
+        const ProgramRun run = RunCli({"render", dir / "long.wav", dir / "out.wav", "--block", "1", "--report",
+                                       dir / "report.html"}, {.whileRunning = signalOnceWriting});
+        EXPECT_EQ(run.exitCode, 128 + signal) << "-1: killed instead of cleaning up";
         EXPECT_EQ(dir.Listing(), before);
     }
 }

@@ -16,7 +16,6 @@
 namespace cli_test {
 
 using namespace stemstrip_test;
-using CliRun = ProgramRun;
 
 // The stemstrip program run with `args`.
 inline ProgramRun RunCli(std::vector<std::string> args, const RunOptions& options = {}) {

@@ -32,7 +32,7 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         signal.samples[1] = 1.0f;
         WriteAudio(in, signal, format);
         WriteBytes(dir / "preset.json", TestPresetJson());
-        const CliRun run = RunCli({"render", in, dir / "out.wav", "--preset", dir / "preset.json"});
+        const ProgramRun run = RunCli({"render", in, dir / "out.wav", "--preset", dir / "preset.json"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(ExtensibleFloatMask(dir / "out.wav"), 0x3u);
         const Audio expected = SdkRender(stemstrip::Format::Stereo, TestSettings(), ReadAudio(in), {0, 1});
@@ -41,7 +41,7 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         const int subtype = format & SF_FORMAT_SUBMASK;
         if (subtype != SF_FORMAT_PCM_16 && subtype != SF_FORMAT_PCM_24) continue;
         const double lsb = subtype == SF_FORMAT_PCM_16 ? 0x1p-15 : 0x1p-23;
-        const CliRun keptRun = RunCli({"render", in, kept, "--preset", dir / "preset.json", "--keep-format"});
+        const ProgramRun keptRun = RunCli({"render", in, kept, "--preset", dir / "preset.json", "--keep-format"});
         ASSERT_EQ(keptRun.exitCode, 0) << keptRun.err;
         // The makeup takes the full-scale samples beyond it: the summary counts those the integers clip.
         const auto beyond =

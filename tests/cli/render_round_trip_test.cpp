@@ -59,7 +59,7 @@ constexpr int kRate = 48000;
 constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
 
 struct Rendered {
-    CliRun run;
+    ProgramRun run;
     Audio audio;
     std::optional<uint32_t> mask;  // nullopt unless extensible float
 };

@@ -14,21 +14,12 @@
 namespace stemstrip_test {
 namespace fs = std::filesystem;
 
-namespace {
-
-[[noreturn]] void ExecProgram(const std::vector<std::string>& argv) {
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-}
-
-}  // namespace
-
 ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) {
     const std::string outPath = fs::temp_directory_path() / ("stemstrip_test_out_" + std::to_string(getpid()));
     const std::string errPath = outPath + ".err";
+    std::vector<char*> args;  // built before fork: the child only execs
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
     const pid_t child = fork();
     if (child < 0) throw std::runtime_error("fork failed");
     if (child == 0) {
@@ -41,14 +32,13 @@ ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) 
             setrlimit(RLIMIT_FSIZE, &limit);
         }
         for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
-        ExecProgram(argv);
+        execv(args[0], args.data());
+        _exit(127);
     }
+    if (options.whileRunning) options.whileRunning(child);
     int status = 0;
     waitpid(child, &status, 0);
-    ProgramRun run;
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = ReadBytes(outPath);
-    run.err = ReadBytes(errPath);
+    const ProgramRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(outPath), ReadBytes(errPath)};
     fs::remove(outPath);
     fs::remove(errPath);
     return run;

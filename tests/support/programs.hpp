@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <sys/types.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +21,7 @@ struct ProgramRun {
 struct RunOptions {
     int64_t maxFileBytes = 0;  // RLIMIT_FSIZE for the child; 0 = none
     std::vector<std::pair<std::string, std::string>> environment;  // set in the child
+    std::function<void(pid_t child)> whileRunning;  // called once the child has started
 };
 
 // Runs argv (argv[0] is the program's path) and collects what it printed.
