@@ -2,7 +2,7 @@
 
 #include <sndfile.h>
 
-#include <cstring>
+#include <bit>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -94,15 +94,13 @@ void WriteAudio(const std::string& path, const Audio& a, int format) {
 }
 
 std::string FirstDifference(const Audio& expected, const Audio& actual, int64_t shift) {
-    if (expected.channels != actual.channels || expected.sampleRate != actual.sampleRate ||
-        expected.frames() != actual.frames())
-        return "shape differs: " + std::to_string(expected.channels) + " x " + std::to_string(expected.frames()) +
-               " at " + std::to_string(expected.sampleRate) + " Hz expected, " + std::to_string(actual.channels) +
-               " x " + std::to_string(actual.frames()) + " at " + std::to_string(actual.sampleRate) + " Hz written";
+    auto shape = [](const Audio& a) {
+        return std::to_string(a.channels) + " x " + std::to_string(a.frames()) + " at " + std::to_string(a.sampleRate) + " Hz";
+    };
+    if (shape(expected) != shape(actual)) return "shape differs: " + shape(expected) + " expected, " + shape(actual) + " written";
     for (int64_t t = shift; t < actual.frames(); ++t)
         for (int c = 0; c < actual.channels; ++c)
-            if (std::memcmp(&expected.samples[(t - shift) * expected.channels + c], &actual.samples[t * actual.channels + c],
-                            sizeof(float)) != 0)
+            if (std::bit_cast<uint32_t>(expected.at(t - shift, c)) != std::bit_cast<uint32_t>(actual.at(t, c)))
                 return "frame " + std::to_string(t) + " channel " + std::to_string(c) + ": expected " +
                        std::to_string(expected.at(t - shift, c)) + ", written " + std::to_string(actual.at(t, c));
     return "";

@@ -32,6 +32,7 @@ ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) 
             setrlimit(RLIMIT_FSIZE, &limit);
         }
         for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
+        if (!options.directory.empty() && chdir(options.directory.c_str()) != 0) _exit(127);
         execv(args[0], args.data());
         _exit(127);
     }

@@ -22,6 +22,7 @@ struct RunOptions {
     int64_t maxFileBytes = 0;  // RLIMIT_FSIZE for the child; 0 = none
     std::vector<std::pair<std::string, std::string>> environment;  // set in the child
     std::function<void(pid_t child)> whileRunning;  // called once the child has started
+    std::string directory;  // the child's working directory; "": this one
 };
 
 // Runs argv (argv[0] is the program's path) and collects what it printed.
