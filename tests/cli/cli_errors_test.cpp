@@ -23,14 +23,6 @@ struct ErrorCase {
     int64_t maxFileBytes = 0;  // a full disk part way through
 };
 
-// Every file's name, and the bytes of the regular ones.
-std::vector<std::string> Snapshot(const ScratchDir& dir) {
-    std::vector<std::string> all = dir.Listing();
-    for (const std::string& name : dir.Listing())
-        if (std::filesystem::is_regular_file(dir / name)) all.push_back(ReadBytes(dir / name));
-    return all;
-}
-
 TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     ScratchDir dir("errors");
     // in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
@@ -99,7 +91,7 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     };
     for (const ErrorCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
-        const std::vector<std::string> before = Snapshot(dir);
+        const std::vector<std::string> before = dir.Listing(true);
         std::vector<std::string> args{"render"};
         args.insert(args.end(), c.args.begin(), c.args.end());
         const ProgramRun run = RunCli(args, {.maxFileBytes = c.maxFileBytes, .directory = dir.path()});
@@ -108,7 +100,7 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
         EXPECT_EQ(run.err.rfind("stemstrip: ", 0), 0u) << run.err;
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
         for (const std::string& m : c.mentions) EXPECT_NE(run.err.find(m), std::string::npos) << "no '" << m << "' in: " << run.err;
-        EXPECT_EQ(Snapshot(dir), before);
+        EXPECT_EQ(dir.Listing(true), before);
     }
 }
 

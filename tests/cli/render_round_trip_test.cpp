@@ -130,11 +130,10 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
 TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     ScratchDir dir("key");
     const Audio input = TestSignal(2, kFrames, kRate, 21u);
-    const Audio key = TestSignal(2, kFrames, kRate, 22u);
-    Audio dirtyKey = key;
-    dirtyKey.at(2403, 1) = INFINITY;
+    Audio key = TestSignal(2, kFrames, kRate, 22u);
+    key.at(2403, 1) = INFINITY;
     WriteWav(dir / "in.wav", input, 0x3);
-    WriteWav(dir / "key.wav", dirtyKey);
+    WriteWav(dir / "key.wav", key);
     WriteBytes(dir / "preset.json", TestPresetJson());
     const Rendered r = Render(dir, dir / "in.wav",
                               {"--preset", dir / "preset.json", "--key", dir / "key.wav", "--set", "compressor.ratio=2",

@@ -111,8 +111,7 @@ void RunTwins(Format f, const stemstrip::CoefficientSet& set, double seconds, bo
         for (int c = 0; c < n; ++c) {
             ASSERT_TRUE(All(clean.out[c].data(), kCall, Finite)) << where << ": channel " << c;
             if (!bursts || set.dyn.channelGroup[c] != set.dyn.channelGroup[0])
-                ASSERT_EQ(clean.out[c], burst.out[c])
-                    << where << ": channel " << c << " (another group)";
+                ASSERT_EQ(clean.out[c], burst.out[c]) << where << ": channel " << c << " (another group)";
             else if (c > 0)
                 ASSERT_TRUE(All(burst.out[c].data(), kCall, Finite)) << where << ": channel " << c << " (linked)";
         }
@@ -132,15 +131,6 @@ TEST_P(ExtremeSettingsForAMinute, MetersNeverNanAndAudioStaysFinite) {
 INSTANTIATE_TEST_SUITE_P(Corners, ExtremeSettingsForAMinute,
                          ::testing::Range(0, static_cast<int>(robustness::ExtremeSettings().size())),
                          [](const auto& info) { return robustness::ExtremeSettings()[info.param].name; });
-
-// The glide at its own corners, frozen and instant, which settings only approach.
-TEST(DezipRateCorners, FrozenAndInstantGlideForTwentySeconds) {
-    for (const float rate : {0.0f, 1.0f}) {
-        stemstrip::CoefficientSet set = stemstrip::Design(robustness::ExtremeSettings()[3].settings, Format::Surround7_1, kRate);
-        set.dezipRate = rate;
-        RunTwins(Format::Surround7_1, set, 20.0, false);
-    }
-}
 
 TEST(NanBursts, StayInsideTheLinkingGroupOfTheirChannel) {
     stemstrip::Settings s{.compressor = {.thresholdDb = -30.0, .ratio = 4.0, .attackMs = 1.0},

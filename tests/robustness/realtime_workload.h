@@ -38,8 +38,7 @@ public:
         std::thread(body).join();
         return true;
     }
-    template <class AudioThread = decltype(&OnAThread)>
-    static std::string Run(AudioThread audioThread = &OnAThread) {
+    static std::string Run(const std::function<bool(const std::function<void()>&)>& audioThread = OnAThread) {
         RealtimeWorkload work;
         std::thread control([&] { work.RunControl(); });
         const bool ran = audioThread([&] { work.RunAudio(); });

@@ -55,12 +55,15 @@ ScratchDir::~ScratchDir() {
     fs::remove_all(path_, ec);
 }
 
-std::vector<std::string> ScratchDir::Listing() const {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& e : fs::recursive_directory_iterator(path_))
-        names.push_back(e.path().lexically_relative(path_).string());
-    std::sort(names.begin(), names.end());
-    return names;
+std::vector<std::string> ScratchDir::Listing(bool bytes) const {
+    std::vector<fs::path> paths(fs::recursive_directory_iterator(path_), {});
+    std::sort(paths.begin(), paths.end());
+    std::vector<std::string> listing;
+    for (const fs::path& p : paths) {
+        listing.push_back(p.lexically_relative(path_).string());
+        if (bytes && fs::is_regular_file(p)) listing.push_back(ReadBytes(p));
+    }
+    return listing;
 }
 
 }  // namespace stemstrip_test

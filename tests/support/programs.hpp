@@ -37,7 +37,9 @@ public:
 
     std::string operator/(const std::string& file) const { return (path_ / file).string(); }
     const std::filesystem::path& path() const { return path_; }
-    std::vector<std::string> Listing() const;  // every entry, hidden ones too, sorted
+    // Every entry, hidden ones too, sorted; with `bytes`, each regular file's
+    // bytes after its name.
+    std::vector<std::string> Listing(bool bytes = false) const;
 
 private:
     std::filesystem::path path_;
