@@ -42,7 +42,7 @@ TEST(Concurrency, ContextsSplitAcrossThreadsMatchSerial) {
 }
 
 TEST(Concurrency, ControlThreadChangesSettingsAndReadsMetersWhileAudioProcesses) {
-    EXPECT_EQ(robustness::RealtimeWorkload::Run(), "");
+    EXPECT_EQ(robustness::RunRealtimeWorkload(), "");
 }
 
 }  // namespace

@@ -25,101 +25,87 @@
 
 namespace robustness {
 
-class RealtimeWorkload {
-public:
-    static constexpr int kRounds = 6;     // each after a fresh settings change
-    static constexpr int kSamples = 256;  // per call
+// Runs `body` on a thread of its own; true: it ran.
+inline bool OnAThread(const std::function<void()>& body) {
+    std::thread(body).join();
+    return true;
+}
 
-    // The control side on a thread of its own, the audio side on the thread
-    // `audioThread(body)` runs it on (false: it could not run at all); ""
-    // when it ran every round, took new settings, and every output sample is
-    // finite.
-    static bool OnAThread(const std::function<void()>& body) {
-        std::thread(body).join();
-        return true;
-    }
-    static std::string Run(const std::function<bool(const std::function<void()>&)>& audioThread = OnAThread) {
-        RealtimeWorkload work;
-        std::thread control([&] { work.RunControl(); });
-        const bool ran = audioThread([&] { work.RunAudio(); });
-        if (!ran) work.abandoned_.store(true);  // releases RunControl
-        control.join();
-        return ran ? work.Problems() : "the audio side could not run";
-    }
-
-private:
-    RealtimeWorkload() {
-        for (int f = 0; f < stemstrip::kFormatCount; ++f) {
-            Strip& s = strips_.emplace_back();
-            s.instance = std::make_unique<stemstrip::Instance>(static_cast<stemstrip::Format>(f), stemstrip::Settings{},
-                                                               48000.0, stemstrip::InstanceOptions{.flushDenormals = f % 2 == 1});
-            // A square wave, quieter in every further channel.
-            for (int c = 0; c < s.instance->channels(); ++c) {
-                s.in.emplace_back(kSamples);
-                s.out.emplace_back(kSamples);
-                for (int i = 0; i < kSamples; ++i) s.in[c][i] = (i % 64 < 32 ? 0.8f : -0.01f) / static_cast<float>(c + 1);
-                s.inPtrs.push_back(s.in[c].data());
-                s.outPtrs.push_back(s.out[c].data());
-            }
-        }
-    }
-
-    // Control thread: changes every format's settings kRounds times, the
-    // extreme corners in turn, then plain ones, reading meters until the
-    // audio side is done.
-    void RunControl() {
-        const std::vector<NamedSettings> extremes = ExtremeSettings();
-        for (int round = 0; round < kRounds; ++round) {
-            stemstrip::Settings settings{.compressor = {.thresholdDb = -20.0 - round, .ratio = 4.0}};
-            if (round < static_cast<int>(extremes.size())) settings = extremes[round].settings;
-            for (Strip& s : strips_) s.instance->setSettings(settings);
-            published_.store(round + 1, std::memory_order_release);
-        }
-        while (roundsDone_.load(std::memory_order_acquire) < kRounds && !abandoned_.load()) {
-            ReadMeters();
-            std::this_thread::yield();
-        }
-    }
-
-    // The deepest compressor reduction seen: the first round's limiter at
-    // -140 dB shows whether the audio side took new settings.
-    void ReadMeters() {
-        for (Strip& s : strips_) deepest_ = std::max(deepest_, s.instance->readMeters().compReductionDb);
-    }
-
-    // Audio thread: kRounds rounds over every format, each waiting (by
-    // spinning, no system call) for its settings change first.
-    void RunAudio() {
-        for (int round = 0; round < kRounds; ++round) {
-            while (published_.load(std::memory_order_acquire) <= round) {
-            }
-            for (Strip& s : strips_)
-                for (int call = 0; call < 3; ++call)  // odd lengths go through the instance's FIFO
-                    s.instance->process(s.inPtrs.data(), s.outPtrs.data(), call == 1 ? 1 : kSamples - 17 * call);
-            roundsDone_.store(round + 1, std::memory_order_release);
-        }
-    }
-
-    std::string Problems() {
-        if (roundsDone_.load() != kRounds) return std::to_string(roundsDone_.load()) + " rounds";
-        ReadMeters();
-        if (!(deepest_ > 0.0f)) return "no settings taken";
-        for (const Strip& s : strips_)
-            for (const auto& b : s.out)
-                if (!std::all_of(b.begin(), b.end(), [](float x) { return std::isfinite(x); })) return "an output";
-        return "";
-    }
-
+// The control side on a thread of its own, the audio side on the thread
+// `audioThread(body)` runs it on (false: it could not run at all); "" when
+// it ran every round, took new settings, and every output sample is finite.
+inline std::string RunRealtimeWorkload(
+    const std::function<bool(const std::function<void()>&)>& audioThread = OnAThread) {
+    constexpr int kRounds = 6;     // each after a fresh settings change
+    constexpr int kSamples = 256;  // per call
     struct Strip {
         std::unique_ptr<stemstrip::Instance> instance;
         std::vector<std::vector<float>> in, out;
         std::vector<const float*> inPtrs;
         std::vector<float*> outPtrs;
     };
-    std::vector<Strip> strips_;
-    std::atomic<int> published_{0}, roundsDone_{0};
-    std::atomic<bool> abandoned_{false};
-    float deepest_ = 0.0f;  // control thread, then the caller after join
-};
+    std::vector<Strip> strips;
+    for (int f = 0; f < stemstrip::kFormatCount; ++f) {
+        Strip& s = strips.emplace_back();
+        s.instance = std::make_unique<stemstrip::Instance>(static_cast<stemstrip::Format>(f), stemstrip::Settings{},
+                                                           48000.0, stemstrip::InstanceOptions{.flushDenormals = f % 2 == 1});
+        // A square wave, quieter in every further channel.
+        for (int c = 0; c < s.instance->channels(); ++c) {
+            s.in.emplace_back(kSamples);
+            s.out.emplace_back(kSamples);
+            for (int i = 0; i < kSamples; ++i) s.in[c][i] = (i % 64 < 32 ? 0.8f : -0.01f) / static_cast<float>(c + 1);
+            s.inPtrs.push_back(s.in[c].data());
+            s.outPtrs.push_back(s.out[c].data());
+        }
+    }
+    std::atomic<int> published{0}, roundsDone{0};
+    std::atomic<bool> abandoned{false};
+    // The deepest compressor reduction read: the first round's limiter at
+    // -140 dB shows whether the audio side took new settings.
+    float deepest = 0.0f;
+    auto readMeters = [&] {
+        for (Strip& s : strips) deepest = std::max(deepest, s.instance->readMeters().compReductionDb);
+    };
+
+    // Control thread: changes every format's settings kRounds times, the
+    // extreme corners in turn, then plain ones, reading meters until the
+    // audio side is done.
+    std::thread control([&] {
+        const std::vector<NamedSettings> extremes = ExtremeSettings();
+        for (int round = 0; round < kRounds; ++round) {
+            stemstrip::Settings settings{.compressor = {.thresholdDb = -20.0 - round, .ratio = 4.0}};
+            if (round < static_cast<int>(extremes.size())) settings = extremes[round].settings;
+            for (Strip& s : strips) s.instance->setSettings(settings);
+            published.store(round + 1, std::memory_order_release);
+        }
+        while (roundsDone.load(std::memory_order_acquire) < kRounds && !abandoned.load()) {
+            readMeters();
+            std::this_thread::yield();
+        }
+    });
+    // Audio side: kRounds rounds over every format, each waiting (by
+    // spinning, no system call) for its settings change first.
+    const bool ran = audioThread([&] {
+        for (int round = 0; round < kRounds; ++round) {
+            while (published.load(std::memory_order_acquire) <= round) {
+            }
+            for (Strip& s : strips)
+                for (int call = 0; call < 3; ++call)  // odd lengths go through the instance's FIFO
+                    s.instance->process(s.inPtrs.data(), s.outPtrs.data(), call == 1 ? 1 : kSamples - 17 * call);
+            roundsDone.store(round + 1, std::memory_order_release);
+        }
+    });
+    if (!ran) abandoned.store(true);  // releases the control thread
+    control.join();
+
+    if (!ran) return "the audio side could not run";
+    if (roundsDone.load() != kRounds) return std::to_string(roundsDone.load()) + " rounds";
+    readMeters();
+    if (!(deepest > 0.0f)) return "no settings taken";
+    for (const Strip& s : strips)
+        for (const auto& b : s.out)
+            if (!std::all_of(b.begin(), b.end(), [](float x) { return std::isfinite(x); })) return "an output";
+    return "";
+}
 
 }  // namespace robustness
