@@ -44,41 +44,37 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
     WriteBytes(dir / "old.wav", "an earlier render");
-    auto with = [](std::vector<std::string> extra) {  // in.wav out.wav, then `extra`
-        extra.insert(extra.begin(), {"in.wav", "out.wav"});
-        return extra;
-    };
     const std::vector<ErrorCase> cases = {
         // Inputs and keys.
         {{"missing.wav", "out.wav"}, {"missing.wav", "no such file"}},
         {{"notaudio.wav", "out.wav"}, {"notaudio.wav", "cannot read as audio"}},
         {{"sub", "out.wav"}, {"sub", "is a directory"}},
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
-        {with({"--key", "key44.wav"}), {"key44.wav", "sample rate 44100 Hz", "48000"}},
-        {with({"--key", "keyshort.wav"}), {"keyshort.wav", "30010", "30011"}},
-        {with({"--key", "keylong.wav"}), {"keylong.wav", "30012", "30011"}},
-        {with({"--format", "5.1"}), {"--format 5.1", "6 channels", "in.wav has 2"}},
+        {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
+        {{"in.wav", "out.wav", "--key", "keylong.wav"}, {"keylong.wav", "30012", "30011"}},
+        {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
         {{"cut.wav", "out.wav"}, {"cut.wav", "cut short", "declares 30011 frames", "holds 29011"}},
-        {with({"--block", "0"}), {"--block 0"}},
+        {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},
         // Presets and overrides name the field.
-        {with({"--preset", "unknown-field.json"}), {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
-        {with({"--preset", "wrong-type.json"}), {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
-        {with({"--preset", "out-of-range.json"}), {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
-        {with({"--preset", "needs-key.json"}), {"needs-key.json", "externalKey", "--key"}},
-        {with({"--preset", "no-such-preset"}), {"no-such-preset", "vocal"}},
-        {with({"--preset", "deep.json"}), {"deep.json", "nested more than 32 levels"}},
-        {with({"--set", "compressor.thresold=3"}),
+        {{"in.wav", "out.wav", "--preset", "unknown-field.json"}, {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
+        {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
+        {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
+        {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
+        {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
+        {{"in.wav", "out.wav", "--preset", "deep.json"}, {"deep.json", "nested more than 32 levels"}},
+        {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
          {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
-        {with({"--set", "compressor.ratio=0.5"}), {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
         // Outputs that cannot be written, and inputs that must not be.
         {{"in.wav", "nodir/out.wav"}, {"nodir/out.wav", "cannot write"}},
         {{"in.wav", "sub"}, {"sub", "is a directory"}},
         {{"in.wav", "in.wav"}, {"in.wav", "refusing to overwrite"}},
         {{"in.wav", "sub/../in.wav"}, {"in.wav", "refusing to overwrite"}},
         {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
-        {with({"--key", "keyshort.wav", "--report", "keyshort.wav"}), {"keyshort.wav", "refusing to overwrite"}},
-        {with({"--report", "out.wav"}), {"out.wav", "different files"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
+        {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
         {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
         {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
         // A write that fails halfway: the output (240 kB) exceeds a 64 kB file

@@ -67,20 +67,6 @@ std::vector<int> LopsidedGroups(Format f) {
 constexpr int kRate = 48000;
 constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
 
-struct Rendered {
-    ProgramRun run;
-    Audio audio;
-    std::optional<uint32_t> mask;  // nullopt unless extensible float
-};
-
-Rendered Render(const ScratchDir& dir, const std::string& input, const std::vector<std::string>& extra) {
-    std::vector<std::string> args{"render", input, dir / "out.wav"};
-    args.insert(args.end(), extra.begin(), extra.end());
-    Rendered r{RunCli(args), {}, {}};
-    if (r.run.exitCode == 0) r = {r.run, ReadWav(dir / "out.wav"), ExtensibleFloatMask(dir / "out.wav")};
-    return r;
-}
-
 // Every layout with its mask, and the count's usual layouts without one:
 // libsndfile writes its own default masks for the channel counts unless the
 // program records the layout before the first sample (8 channels would get
@@ -105,23 +91,23 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             const std::vector<int> groups = LopsidedGroups(c.format);
             WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
-            std::vector<std::string> options;
-            if (masked) options = {"--preset", dir / "preset.json", "--block", "100"};
-            if (c.forced) options.insert(options.end(), {"--format", c.forced});
-            const Rendered r = Render(dir, dir / "in.wav", options);
-            ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-            EXPECT_EQ(r.run.err, "");  // no progress bar without a terminal
-            EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
-            EXPECT_EQ(r.run.out.find("note:") != std::string::npos,
-                      masked ? c.maskNoted : c.unmasked == Unmasked::UsualNoted) << r.run.out;
-            EXPECT_NE(r.run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at "
-                                     "0.050 s (sample 2400)"), std::string::npos) << r.run.out;
-            EXPECT_NE(r.run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
+            std::vector<std::string> args{"render", "in.wav", "out.wav"};
+            if (masked) args.insert(args.end(), {"--preset", "preset.json", "--block", "100"});
+            if (c.forced) args.insert(args.end(), {"--format", c.forced});
+            const ProgramRun run = RunCli(args, {.directory = dir.path()});
+            ASSERT_EQ(run.exitCode, 0) << run.err;
+            EXPECT_EQ(run.err, "");  // no progress bar without a terminal
+            EXPECT_NE(run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << run.out;
+            EXPECT_EQ(run.out.find("note:") != std::string::npos,
+                      masked ? c.maskNoted : c.unmasked == Unmasked::UsualNoted) << run.out;
+            EXPECT_NE(run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at "
+                                     "0.050 s (sample 2400)"), std::string::npos) << run.out;
+            EXPECT_NE(run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
             EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
                       static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
-            EXPECT_EQ(r.mask, c.outMask ? c.outMask : c.fileMask);
+            EXPECT_EQ(ExtensibleFloatMask(dir / "out.wav"), c.outMask ? c.outMask : c.fileMask);
             const Audio expected = masked ? SdkRender(c.format, TestSettings(groups), input, c.stripOrder) : input;
-            EXPECT_EQ(FirstDifference(expected, r.audio), "");
+            EXPECT_EQ(FirstDifference(expected, ReadWav(dir / "out.wav")), "");
         }
 }
 
@@ -135,13 +121,15 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     WriteWav(dir / "in.wav", input, 0x3);
     WriteWav(dir / "key.wav", key);
     WriteBytes(dir / "preset.json", TestPresetJson());
-    const Rendered r = Render(dir, dir / "in.wav",
-                              {"--preset", dir / "preset.json", "--key", dir / "key.wav", "--set", "compressor.ratio=2",
-                               "--set", "compressor.ratio=inf", "--set", "bands[1].gainDb=-6", "--set",
-                               "bands[2].enabled=true", "--set", "bands[2].type=LowShelf", "--set", "expander.gate=true"});
-    ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-    EXPECT_NE(r.run.out.find("warning: 1 NaN or infinite input sample was processed as 0 (in the key)"), std::string::npos)
-        << r.run.out;
+    const ProgramRun run = RunCli({"render", "in.wav", "out.wav", "--preset", "preset.json", "--key", "key.wav", "--set",
+                                   "compressor.ratio=2", "--set", "compressor.ratio=inf", "--set", "bands[1].gainDb=-6",
+                                   "--set", "bands[2].enabled=true", "--set", "bands[2].type=LowShelf", "--set",
+                                   "expander.gate=true"},
+                                  {.directory = dir.path()});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("warning: 1 NaN or infinite input sample was processed as 0 (in the key)"), std::string::npos)
+        << run.out;
+    const Audio out = ReadWav(dir / "out.wav");
     stemstrip::Settings s = TestSettings();
     s.compressor.ratio = std::numeric_limits<double>::infinity();
     s.bands[1].gainDb = -6.0;
@@ -150,9 +138,9 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     std::vector<float> mixed;
     for (int64_t i = 0; i < key.frames(); ++i) mixed.push_back((key.at(i, 0) + key.at(i, 1)) / 2.0f);
     mixed[2403] = 0.0f;  // that frame's mix is infinite
-    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), r.audio), "");
+    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), out), "");
     // Keyed from the loud-then-quiet key rather than the programme: another result.
-    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), r.audio), "");
+    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), out), "");
 }
 
 }  // namespace
