@@ -55,15 +55,6 @@ const std::vector<LayoutCase> kLayouts = {
     {Format::Quad, 0xF, {0, 1, 2, 3}, "quad", Unmasked::Other, nullptr, 0x33, true},
 };
 
-// The last strip channel on a detector of its own, every other one linked in
-// group 0: a channel put in the wrong strip slot then gets another gain.
-std::vector<int> LopsidedGroups(Format f) {
-    const int n = stemstrip::ChannelCount(f);
-    std::vector<int> groups(n, 0);
-    if (stemstrip::GroupSlots(f) > 1) groups[n - 1] = 1;
-    return groups;
-}
-
 constexpr int kRate = 48000;
 constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
 
@@ -88,7 +79,10 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             dirty.at(2409, 0) = -INFINITY;
             input.at(2400, channels - 1) = input.at(2409, 0) = 0.0f;
             WriteWav(dir / "in.wav", dirty, masked ? std::optional(c.fileMask) : std::nullopt);
-            const std::vector<int> groups = LopsidedGroups(c.format);
+            // The last strip channel on a detector of its own, every other one linked in
+            // group 0: a channel put in the wrong strip slot then gets another gain.
+            std::vector<int> groups(channels, 0);
+            if (stemstrip::GroupSlots(c.format) > 1) groups.back() = 1;
             WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
             std::vector<std::string> args{"render", "in.wav", "out.wav"};

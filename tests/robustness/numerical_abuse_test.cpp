@@ -59,10 +59,8 @@ struct Core {
         strip.start(set);
         std::vector<const float*> inPtrs;
         std::vector<float*> outPtrs;
-        for (int c = 0; c < strip.channels(); ++c) {
-            inPtrs.push_back(in[c].data());
-            outPtrs.push_back(out[c].data());
-        }
+        for (const auto& b : in) inPtrs.push_back(b.data());
+        for (auto& b : out) outPtrs.push_back(b.data());
         strip.bind(inPtrs.data(), outPtrs.data(), nullptr, kCall);
     }
     void call() {
