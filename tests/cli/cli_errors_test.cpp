@@ -14,7 +14,6 @@
 namespace cli_test {
 namespace {
 
-constexpr int64_t kFrames = 30011;
 
 struct ErrorCase {
     std::vector<std::string> args;  // after "render", run in the scratch directory
