@@ -173,8 +173,7 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         const ProgramRun keptRun = RunCli({"render", in, kept, "--preset", dir / "preset.json", "--keep-format"});
         ASSERT_EQ(keptRun.exitCode, 0) << keptRun.err;
         // The makeup takes the full-scale samples beyond it: the summary counts those the integers clip.
-        const auto beyond =
-            std::count_if(expected.samples.begin(), expected.samples.end(), [](float x) { return std::abs(x) > 1.0f; });
+        const auto beyond = std::ranges::count_if(expected.samples, [](float x) { return std::abs(x) > 1.0f; });
         ASSERT_GT(beyond, 0);
         EXPECT_NE(keptRun.out.find("warning: " + std::to_string(beyond) + " output samples beyond full scale were clipped"),
                   std::string::npos) << keptRun.out;

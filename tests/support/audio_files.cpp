@@ -10,7 +10,6 @@
 namespace stemstrip_test {
 namespace {
 
-constexpr uint32_t kExtensibleTag = 0xFFFE;
 // KSDATAFORMAT_SUBTYPE_IEEE_FLOAT: the float format code, then the fixed tail.
 const std::string kFloatGuid("\x03\x00\x00\x00\x00\x00\x10\x00\x80\x00\x00\xAA\x00\x38\x9B\x71", 16);
 
@@ -38,7 +37,7 @@ size_t FmtBody(const std::string& b) {
 std::optional<uint32_t> ExtensibleFloatMask(const std::string& path) {
     const std::string b = ReadBytes(path);
     const size_t fmt = FmtBody(b);
-    if (fmt == std::string::npos || Get(b, fmt - 4, 4) < 40 || Get(b, fmt, 2) != kExtensibleTag ||
+    if (fmt == std::string::npos || Get(b, fmt - 4, 4) < 40 || Get(b, fmt, 2) != 0xFFFE /* extensible */ ||
         Get(b, fmt + 14, 2) != 32 || b.compare(fmt + 24, 16, kFloatGuid) != 0)
         return std::nullopt;
     return Get(b, fmt + 20, 4);
@@ -59,7 +58,6 @@ void WriteWav(const std::string& path, const Audio& audio, std::optional<uint32_
     if (!mask) return;
     std::string bytes = ReadBytes(path);
     const size_t at = FmtBody(bytes) + 20;
-    if (ExtensibleFloatMask(path) == std::nullopt) throw std::runtime_error(path + ": not extensible float");
     for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>((*mask >> (8 * i)) & 0xFF);
     WriteBytes(path, bytes);
 }

@@ -27,10 +27,8 @@ ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) 
         const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
-        if (options.maxFileBytes > 0) {
-            const rlimit limit{static_cast<rlim_t>(options.maxFileBytes), static_cast<rlim_t>(options.maxFileBytes)};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        }
+        const rlimit limit{static_cast<rlim_t>(options.maxFileBytes), static_cast<rlim_t>(options.maxFileBytes)};
+        if (options.maxFileBytes > 0) setrlimit(RLIMIT_FSIZE, &limit);
         for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
         if (!options.directory.empty() && chdir(options.directory.c_str()) != 0) _exit(127);
         execv(args[0], args.data());
