@@ -6,9 +6,9 @@
 // own: the library is freestanding (tests/library proves it imports nothing).
 //
 // Everything the audio side touches is allocated before it starts; the
-// audio side itself runs inside whatever bracket the test wraps around
-// RunAudio() (exit-only seccomp, RealtimeSanitizer) and only writes results
-// to preallocated memory.
+// audio side itself runs inside whatever bracket the test's audio thread
+// puts around it (exit-only seccomp, RealtimeSanitizer) and only writes
+// results to preallocated memory.
 #pragma once
 
 #include <algorithm>
