@@ -3,8 +3,6 @@
 // was (no output, no temporary file, the input untouched).
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -16,51 +14,24 @@
 namespace cli_test {
 namespace {
 
-constexpr int64_t kFrames = 30011;
 
 struct ErrorCase {
-    std::vector<std::string> args;  // after "render"; bare file names are in the scratch directory
+    std::vector<std::string> args;  // after "render", run in the scratch directory
     std::vector<std::string> mentions;
     int exitCode = 1;
     int64_t maxFileBytes = 0;  // a full disk part way through
 };
 
-// Every file's name, and the bytes of the regular ones.
-std::vector<std::string> Snapshot(const ScratchDir& dir) {
-    std::vector<std::string> all = dir.Listing();
-    for (const std::string& name : dir.Listing())
-        if (std::filesystem::is_regular_file(dir / name)) all.push_back(ReadBytes(dir / name));
-    return all;
-}
-
-void ExpectCleanFailure(const ScratchDir& dir, const ErrorCase& c) {
-    const std::vector<std::string> before = Snapshot(dir);
-    std::vector<std::string> args{"render"};
-    for (const std::string& a : c.args) {
-        const std::string ext = std::filesystem::path(a).extension();
-        const bool bareFile = a.find_first_of("/=") == std::string::npos && ext.size() > 3;  // .wav, .json; not "5.1"
-        args.push_back(bareFile ? dir / a : a);
-    }
-    const CliRun run = RunCli(args, {c.maxFileBytes});
-
-    EXPECT_EQ(run.exitCode, c.exitCode);
-    EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err.rfind("stemstrip: ", 0), 0u) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-    for (const std::string& m : c.mentions) EXPECT_NE(run.err.find(m), std::string::npos) << "no '" << m << "' in: " << run.err;
-    EXPECT_EQ(Snapshot(dir), before);
-}
-
 TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     ScratchDir dir("errors");
     // in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
     // a symbolic link to the input, a few broken presets and an earlier output.
-    WriteBytes(dir / "in.wav", WavBytes(TestSignal(2, kFrames, 48000, 1u), 0x3));
-    WriteBytes(dir / "short.wav", WavBytes(TestSignal(2, 1000, 48000, 5u), 0x3));
-    WriteBytes(dir / "nine.wav", WavBytes(TestSignal(9, 100, 48000, 2u), std::nullopt));
-    WriteBytes(dir / "key44.wav", WavBytes(TestSignal(1, kFrames, 44100, 3u), std::nullopt));
-    WriteBytes(dir / "keyshort.wav", WavBytes(TestSignal(1, kFrames - 1, 48000, 4u), std::nullopt));
-    WriteBytes(dir / "keylong.wav", WavBytes(TestSignal(1, kFrames + 1, 48000, 4u), std::nullopt));
+    WriteWav(dir / "in.wav", TestSignal(2, kFrames, 48000, 1u), 0x3);
+    WriteWav(dir / "short.wav", TestSignal(2, 1000, 48000, 5u), 0x3);
+    WriteWav(dir / "nine.wav", TestSignal(9, 100, 48000, 2u));
+    WriteWav(dir / "key44.wav", TestSignal(1, kFrames, 44100, 3u));
+    WriteWav(dir / "keyshort.wav", TestSignal(1, kFrames - 1, 48000, 4u));
+    WriteWav(dir / "keylong.wav", TestSignal(1, kFrames + 1, 48000, 4u));
     WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
     WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
     WriteBytes(dir / "wrong-type.json", R"({"compressor": {"ratio": "four"}})");
@@ -72,41 +43,37 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
     WriteBytes(dir / "old.wav", "an earlier render");
-    auto with = [](std::vector<std::string> extra) {  // in.wav out.wav, then `extra`
-        extra.insert(extra.begin(), {"in.wav", "out.wav"});
-        return extra;
-    };
     const std::vector<ErrorCase> cases = {
         // Inputs and keys.
         {{"missing.wav", "out.wav"}, {"missing.wav", "no such file"}},
         {{"notaudio.wav", "out.wav"}, {"notaudio.wav", "cannot read as audio"}},
-        {{dir / "sub", "out.wav"}, {"sub", "is a directory"}},
+        {{"sub", "out.wav"}, {"sub", "is a directory"}},
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
-        {with({"--key", "key44.wav"}), {"key44.wav", "sample rate 44100 Hz", "48000"}},
-        {with({"--key", "keyshort.wav"}), {"keyshort.wav", "30010", "30011"}},
-        {with({"--key", "keylong.wav"}), {"keylong.wav", "30012", "30011"}},
-        {with({"--format", "5.1"}), {"--format 5.1", "6 channels", "in.wav has 2"}},
+        {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
+        {{"in.wav", "out.wav", "--key", "keylong.wav"}, {"keylong.wav", "30012", "30011"}},
+        {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
         {{"cut.wav", "out.wav"}, {"cut.wav", "cut short", "declares 30011 frames", "holds 29011"}},
-        {with({"--block", "0"}), {"--block 0"}},
+        {{"in.wav", "out.wav", "--block", "0"}, {"--block 0"}},
         {{"in.wav"}, {"OUT"}, 2},
         // Presets and overrides name the field.
-        {with({"--preset", "unknown-field.json"}), {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
-        {with({"--preset", "wrong-type.json"}), {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
-        {with({"--preset", "out-of-range.json"}), {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
-        {with({"--preset", "needs-key.json"}), {"needs-key.json", "externalKey", "--key"}},
-        {with({"--preset", "no-such-preset"}), {"no-such-preset", "vocal"}},
-        {with({"--preset", "deep.json"}), {"deep.json", "nested more than 32 levels"}},
-        {with({"--set", "compressor.thresold=3"}),
+        {{"in.wav", "out.wav", "--preset", "unknown-field.json"}, {"unknown-field.json", "compressor.thresholdDB", "unknown field"}},
+        {{"in.wav", "out.wav", "--preset", "wrong-type.json"}, {"wrong-type.json", "compressor.ratio", "expected a number", "four"}},
+        {{"in.wav", "out.wav", "--preset", "out-of-range.json"}, {"out-of-range.json", "bands[0].frequencyHz", "30000"}},
+        {{"in.wav", "out.wav", "--preset", "needs-key.json"}, {"needs-key.json", "externalKey", "--key"}},
+        {{"in.wav", "out.wav", "--preset", "no-such-preset"}, {"no-such-preset", "vocal"}},
+        {{"in.wav", "out.wav", "--preset", "deep.json"}, {"deep.json", "nested more than 32 levels"}},
+        {{"in.wav", "out.wav", "--set", "compressor.thresold=3"},
          {"--set compressor.thresold=3: unknown setting 'compressor.thresold'", "valid in compressor are thresholdDb"}},
-        {with({"--set", "compressor.ratio=0.5"}), {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
+        {{"in.wav", "out.wav", "--set", "compressor.ratio=0.5"}, {"with 1 --set", "compressor.ratio = 0.5 is out of range"}},
         // Outputs that cannot be written, and inputs that must not be.
-        {{"in.wav", dir / "nodir/out.wav"}, {"nodir/out.wav", "cannot write"}},
-        {{"in.wav", dir / "sub"}, {"sub", "is a directory"}},
+        {{"in.wav", "nodir/out.wav"}, {"nodir/out.wav", "cannot write"}},
+        {{"in.wav", "sub"}, {"sub", "is a directory"}},
         {{"in.wav", "in.wav"}, {"in.wav", "refusing to overwrite"}},
-        {{"in.wav", dir / "sub/../in.wav"}, {"in.wav", "refusing to overwrite"}},
+        {{"in.wav", "sub/../in.wav"}, {"in.wav", "refusing to overwrite"}},
         {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
-        {with({"--key", "keyshort.wav", "--report", "keyshort.wav"}), {"keyshort.wav", "refusing to overwrite"}},
-        {with({"--report", "out.wav"}), {"out.wav", "different files"}},
+        {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
+        {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
         {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
         {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
         // A write that fails halfway: the output (240 kB) exceeds a 64 kB file
@@ -119,7 +86,16 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     };
     for (const ErrorCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
-        ExpectCleanFailure(dir, c);
+        const std::vector<std::string> before = dir.Listing(true);
+        std::vector<std::string> args{"render"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const ProgramRun run = RunCli(args, {.maxFileBytes = c.maxFileBytes, .directory = dir.path()});
+        EXPECT_EQ(run.exitCode, c.exitCode);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err.rfind("stemstrip: ", 0), 0u) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        for (const std::string& m : c.mentions) EXPECT_NE(run.err.find(m), std::string::npos) << "no '" << m << "' in: " << run.err;
+        EXPECT_EQ(dir.Listing(true), before);
     }
 }
 
@@ -127,28 +103,18 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
 // Ctrl-C, kill) removes the staged output and exits with 128 + the signal.
 TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
     ScratchDir dir("errors-signals");
-    WriteBytes(dir / "long.wav", WavBytes(TestSignal(2, 10 * 48000, 48000, 9u), 0x3));  // seconds at --block 1
+    WriteWav(dir / "long.wav", TestSignal(2, 10 * 48000, 48000, 9u), 0x3);  // seconds at --block 1
     const std::vector<std::string> before = dir.Listing();
-    const std::string long_ = dir / "long.wav", out = dir / "out.wav", report = dir / "report.html";
     for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT}) {
         SCOPED_TRACE(strsignal(signal));
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, STDOUT_FILENO);
-            dup2(null, STDERR_FILENO);
-            execl(STEMSTRIP_CLI_PATH, STEMSTRIP_CLI_PATH, "render", long_.c_str(), out.c_str(), "--block", "1", "--report",
-                  report.c_str(), nullptr);
-            _exit(127);
-        }
         // Signalled once the output is being written, a chunk of one sample at a time.
-        for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
-        kill(child, signal);
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status)) << "killed instead of cleaning up";
-        EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+        auto signalOnceWriting = [&](pid_t child) {
+            for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
+            kill(child, signal);
+        };
+        const ProgramRun run = RunCli({"render", "long.wav", "out.wav", "--block", "1", "--report", "report.html"},
+                                      {.whileRunning = signalOnceWriting, .directory = dir.path()});
+        EXPECT_EQ(run.exitCode, 128 + signal) << "-1: killed instead of cleaning up";
         EXPECT_EQ(dir.Listing(), before);
     }
 }

@@ -9,14 +9,15 @@
 #include <vector>
 
 #include "stemstrip/settings.hpp"
-#include "support/audio_files.hpp"
-#include "support/programs.hpp"
-#include "support/sdk_render.hpp"
+#include "audio_files.hpp"
+#include "programs.hpp"
+#include "sdk_render.hpp"
 
 namespace cli_test {
 
 using namespace stemstrip_test;
-using CliRun = ProgramRun;
+
+constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
 
 // The stemstrip program run with `args`.
 inline ProgramRun RunCli(std::vector<std::string> args, const RunOptions& options = {}) {

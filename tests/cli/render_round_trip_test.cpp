@@ -1,9 +1,13 @@
 // `stemstrip render` end to end: every stem format through the real program,
 // the channel mask it writes read back from the file's bytes, and its samples
-// compared bit for bit with an SDK Instance fed the same samples.
+// compared bit for bit with an SDK Instance fed the same samples; then the
+// containers and sample encodings other than float WAV, written with
+// libsndfile (the encoders are not under test).
 #include <gtest/gtest.h>
+#include <sndfile.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 
@@ -25,6 +29,9 @@ struct LayoutCase {
     std::vector<int> stripOrder; // file channel of each strip channel, for that mask
     const char* name;            // as the summary prints it
     Unmasked unmasked = Unmasked::Other;
+    const char* forced = nullptr;  // --format
+    uint32_t outMask = 0;          // the mask written, when not the file's
+    bool maskNoted = false;        // a note on the mask the file declares
 };
 
 // Masks as WAVE_FORMAT_EXTENSIBLE defines them: FL 0x1, FR 0x2, FC 0x4, LFE 0x8,
@@ -44,32 +51,15 @@ const std::vector<LayoutCase> kLayouts = {
     {Format::Surround6_1, 0x70F, {0, 1, 2, 3, 5, 6, 4}, "6.1", Unmasked::UsualNoted},
     {Format::Surround7_0, 0x637, {0, 1, 2, 5, 6, 3, 4}, "7.0"},
     {Format::Surround7_1, 0x63F, {0, 1, 2, 3, 6, 7, 4, 5}, "7.1", Unmasked::Usual},
+    // --format reads a quad file as L R C S and labels it so, or keeps the
+    // file's layout when it is one of the format's.
+    {Format::LCRS, 0x33, {0, 1, 2, 3}, "lcrs", Unmasked::Other, "lcrs", 0x107},
+    {Format::Quad, 0x603, {0, 1, 2, 3}, "quad", Unmasked::Other, "quad"},
+    // L R C LFE is no stem layout of four channels: quad, with a note.
+    {Format::Quad, 0xF, {0, 1, 2, 3}, "quad", Unmasked::Other, nullptr, 0x33, true},
 };
-
-// The last strip channel on a detector of its own, every other one linked in
-// group 0: a channel put in the wrong strip slot then gets another gain.
-std::vector<int> LopsidedGroups(Format f) {
-    const int n = stemstrip::ChannelCount(f);
-    std::vector<int> groups(n, 0);
-    if (stemstrip::GroupSlots(f) > 1) groups[n - 1] = 1;
-    return groups;
-}
 
 constexpr int kRate = 48000;
-constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
-
-struct Rendered {
-    CliRun run;
-    ParsedWav wav;
-};
-
-Rendered Render(const ScratchDir& dir, const std::string& input, const std::vector<std::string>& extra) {
-    std::vector<std::string> args{"render", input, dir / "out.wav"};
-    args.insert(args.end(), extra.begin(), extra.end());
-    Rendered r{RunCli(args), {}};
-    if (r.run.exitCode == 0) r.wav = ParseWav(ReadBytes(dir / "out.wav"));
-    return r;
-}
 
 // Every layout with its mask, and the count's usual layouts without one:
 // libsndfile writes its own default masks for the channel counts unless the
@@ -91,55 +81,31 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             dirty.at(2400, channels - 1) = NAN;
             dirty.at(2409, 0) = -INFINITY;
             input.at(2400, channels - 1) = input.at(2409, 0) = 0.0f;
-            WriteBytes(dir / "in.wav", WavBytes(dirty, masked ? std::optional(c.fileMask) : std::nullopt));
-            const std::vector<int> groups = LopsidedGroups(c.format);
+            WriteWav(dir / "in.wav", dirty, masked ? std::optional(c.fileMask) : std::nullopt);
+            // The last strip channel on a detector of its own, every other one linked in
+            // group 0: a channel put in the wrong strip slot then gets another gain.
+            std::vector<int> groups(channels, 0);
+            if (stemstrip::GroupSlots(c.format) > 1) groups.back() = 1;
             WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
-            const Rendered r = Render(dir, dir / "in.wav",
-                                      masked ? std::vector<std::string>{"--preset", dir / "preset.json", "--block", "100"}
-                                             : std::vector<std::string>{});
-            ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-            EXPECT_EQ(r.run.err, "");  // no progress bar without a terminal
-            EXPECT_NE(r.run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << r.run.out;
-            EXPECT_EQ(r.run.out.find("note:") != std::string::npos, !masked && c.unmasked == Unmasked::UsualNoted)
-                << r.run.out;
-            EXPECT_NE(r.run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at "
-                                     "0.050 s (sample 2400)"), std::string::npos) << r.run.out;
-            EXPECT_NE(r.run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
+            std::vector<std::string> args{"render", "in.wav", "out.wav"};
+            if (masked) args.insert(args.end(), {"--preset", "preset.json", "--block", "100"});
+            if (c.forced) args.insert(args.end(), {"--format", c.forced});
+            const ProgramRun run = RunCli(args, {.directory = dir.path()});
+            ASSERT_EQ(run.exitCode, 0) << run.err;
+            EXPECT_EQ(run.err, "");  // no progress bar without a terminal
+            EXPECT_NE(run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << run.out;
+            EXPECT_EQ(run.out.find("note:") != std::string::npos,
+                      masked ? c.maskNoted : c.unmasked == Unmasked::UsualNoted) << run.out;
+            EXPECT_NE(run.out.find("warning: 2 NaN or infinite input samples were processed as 0; the first at "
+                                     "0.050 s (sample 2400)"), std::string::npos) << run.out;
+            EXPECT_NE(run.out.find("NaN/inf"), std::string::npos) << "the channel's input peak hides it";
             EXPECT_EQ(std::filesystem::status(dir / "out.wav").permissions(),
                       static_cast<std::filesystem::perms>(0666 & ~umaskNow));  // not the staging file's 0600
-            // Extensible float (ParseWav fills the audio only for 32-bit float).
-            EXPECT_EQ(r.wav.formatTag, 0xFFFE);
-            EXPECT_EQ(r.wav.channelMask, c.fileMask);
+            EXPECT_EQ(ExtensibleFloatMask(dir / "out.wav"), c.outMask ? c.outMask : c.fileMask);
             const Audio expected = masked ? SdkRender(c.format, TestSettings(groups), input, c.stripOrder) : input;
-            EXPECT_EQ(FirstDifference(expected, r.wav.audio), "");
+            EXPECT_EQ(FirstDifference(expected, ReadWav(dir / "out.wav")), "");
         }
-}
-
-TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
-    ScratchDir dir("format-option");
-    const Audio quad = TestSignal(4, kFrames, kRate, 11u);
-    WriteBytes(dir / "quad.wav", WavBytes(quad, 0x33));
-    WriteBytes(dir / "side-quad.wav", WavBytes(quad, 0x603));
-    WriteBytes(dir / "three-one.wav", WavBytes(quad, 0xF));
-    WriteBytes(dir / "preset.json", TestPresetJson({0, 0, 1, 2}));
-
-    // --format lcrs reads the quad file as L R C S and labels the output so.
-    Rendered r = Render(dir, dir / "quad.wav", {"--preset", dir / "preset.json", "--format", "lcrs"});
-    ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-    EXPECT_NE(r.run.out.find("lcrs, 48000 Hz"), std::string::npos) << r.run.out;
-    EXPECT_EQ(r.run.out.find("warning"), std::string::npos) << r.run.out;  // a clean file
-    EXPECT_EQ(r.wav.channelMask, 0x107u);
-    EXPECT_EQ(FirstDifference(SdkRender(Format::LCRS, TestSettings({0, 0, 1, 2}), quad, {0, 1, 2, 3}), r.wav.audio), "");
-
-    // A forced format keeps the layout the file declares when it is one of the format's.
-    r = Render(dir, dir / "side-quad.wav", {"--format", "quad"});
-    EXPECT_EQ(r.wav.channelMask, 0x603u) << r.run.err;
-
-    // L R C LFE is no stem layout of four channels: quad, with a note.
-    r = Render(dir, dir / "three-one.wav", {});
-    EXPECT_NE(r.run.out.find("note: channel mask 0xF"), std::string::npos) << r.run.out << r.run.err;
-    EXPECT_EQ(r.wav.channelMask, 0x33u);
 }
 
 // The key file drives the detector averaged over its channels, a frame
@@ -147,19 +113,20 @@ TEST(RenderRoundTrip, FormatOptionAndUnknownMasksDecideAmbiguousCounts) {
 TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     ScratchDir dir("key");
     const Audio input = TestSignal(2, kFrames, kRate, 21u);
-    const Audio key = TestSignal(2, kFrames, kRate, 22u);
-    Audio dirtyKey = key;
-    dirtyKey.at(2403, 1) = INFINITY;
-    WriteBytes(dir / "in.wav", WavBytes(input, 0x3));
-    WriteBytes(dir / "key.wav", WavBytes(dirtyKey, std::nullopt));
+    Audio key = TestSignal(2, kFrames, kRate, 22u);
+    key.at(2403, 1) = INFINITY;
+    WriteWav(dir / "in.wav", input, 0x3);
+    WriteWav(dir / "key.wav", key);
     WriteBytes(dir / "preset.json", TestPresetJson());
-    const Rendered r = Render(dir, dir / "in.wav",
-                              {"--preset", dir / "preset.json", "--key", dir / "key.wav", "--set", "compressor.ratio=2",
-                               "--set", "compressor.ratio=inf", "--set", "bands[1].gainDb=-6", "--set",
-                               "bands[2].enabled=true", "--set", "bands[2].type=LowShelf", "--set", "expander.gate=true"});
-    ASSERT_EQ(r.run.exitCode, 0) << r.run.err;
-    EXPECT_NE(r.run.out.find("warning: 1 NaN or infinite input sample was processed as 0 (in the key)"), std::string::npos)
-        << r.run.out;
+    const ProgramRun run = RunCli({"render", "in.wav", "out.wav", "--preset", "preset.json", "--key", "key.wav", "--set",
+                                   "compressor.ratio=2", "--set", "compressor.ratio=inf", "--set", "bands[1].gainDb=-6",
+                                   "--set", "bands[2].enabled=true", "--set", "bands[2].type=LowShelf", "--set",
+                                   "expander.gate=true"},
+                                  {.directory = dir.path()});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_NE(run.out.find("warning: 1 NaN or infinite input sample was processed as 0 (in the key)"), std::string::npos)
+        << run.out;
+    const Audio out = ReadWav(dir / "out.wav");
     stemstrip::Settings s = TestSettings();
     s.compressor.ratio = std::numeric_limits<double>::infinity();
     s.bands[1].gainDb = -6.0;
@@ -168,9 +135,59 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     std::vector<float> mixed;
     for (int64_t i = 0; i < key.frames(); ++i) mixed.push_back((key.at(i, 0) + key.at(i, 1)) / 2.0f);
     mixed[2403] = 0.0f;  // that frame's mix is infinite
-    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), r.wav.audio), "");
+    EXPECT_EQ(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}, mixed), out), "");
     // Keyed from the loud-then-quiet key rather than the programme: another result.
-    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), r.wav.audio), "");
+    EXPECT_NE(FirstDifference(SdkRender(Format::Stereo, s, input, {0, 1}), out), "");
+}
+
+// Every encoding renders like the SDK on the samples as decoded. With
+// --keep-format an integer one comes back in the input's encoding (WAV as
+// extensible WAV), at most one integer step from the float render or
+// clipped, and the summary says how many clipped; with the strip bypassed
+// it gives back the very integers it read, both ends of the range included.
+TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
+    const std::pair<const char*, int> cases[] = {
+        {"pcm16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16},   {"pcm24.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24},
+        {"pcm32.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_32},   {"pcm16.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16},
+        {"pcm24.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24}, {"pcm16.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
+        {"pcm24.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_24}, {"float.aiff", SF_FORMAT_AIFF | SF_FORMAT_FLOAT}};
+    for (const auto& [file, format] : cases) {
+        SCOPED_TRACE(file);
+        ScratchDir dir("encodings");
+        const std::string in = dir / file, kept = dir / (std::string("kept") + file);
+        Audio signal = TestSignal(2, 9001, 44100, 31u);
+        signal.samples[0] = -1.0f;
+        signal.samples[1] = 1.0f;
+        WriteAudio(in, signal, format);
+        WriteBytes(dir / "preset.json", TestPresetJson());
+        const ProgramRun run = RunCli({"render", in, dir / "out.wav", "--preset", dir / "preset.json"});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.out.find("warning"), std::string::npos) << "a clean file, and float holds the peaks";
+        EXPECT_EQ(ExtensibleFloatMask(dir / "out.wav"), 0x3u);
+        const Audio expected = SdkRender(stemstrip::Format::Stereo, TestSettings(), ReadAudio(in), {0, 1});
+        EXPECT_EQ(FirstDifference(expected, ReadWav(dir / "out.wav")), "");
+
+        const int subtype = format & SF_FORMAT_SUBMASK;
+        if (subtype != SF_FORMAT_PCM_16 && subtype != SF_FORMAT_PCM_24) continue;
+        const double lsb = subtype == SF_FORMAT_PCM_16 ? 0x1p-15 : 0x1p-23;
+        const ProgramRun keptRun = RunCli({"render", in, kept, "--preset", dir / "preset.json", "--keep-format"});
+        ASSERT_EQ(keptRun.exitCode, 0) << keptRun.err;
+        // The makeup takes the full-scale samples beyond it: the summary counts those the integers clip.
+        const auto beyond = std::ranges::count_if(expected.samples, [](float x) { return std::abs(x) > 1.0f; });
+        ASSERT_GT(beyond, 0);
+        EXPECT_NE(keptRun.out.find("warning: " + std::to_string(beyond) + " output samples beyond full scale were clipped"),
+                  std::string::npos) << keptRun.out;
+        int keptFormat = 0;
+        const std::vector<float> written = ReadAudio(kept, &keptFormat).samples;
+        EXPECT_EQ(keptFormat, (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAV ? SF_FORMAT_WAVEX | subtype : format);
+        ASSERT_EQ(written.size(), expected.samples.size());
+        for (size_t i = 0; i < written.size(); ++i)
+            ASSERT_LE(std::abs(std::clamp(expected.samples[i], -1.0f, 1.0f) - static_cast<double>(written[i])), lsb)
+                << "sample " << i;
+        ASSERT_EQ(RunCli({"render", in, kept, "--set", "bypass=true", "--keep-format"}).exitCode, 0);
+        // 16 and 24-bit integers decode to floats exactly: the same floats are the same integers.
+        EXPECT_EQ(FirstDifference(ReadAudio(in), ReadAudio(kept)), "") << "bypassed";
+    }
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #!/usr/bin/env python3
-"""Opens stemstrip's HTML reports in headless Chromium and fails on any console
-message (errors, warnings, uncaught exceptions), any address outside the file
-(the page must work offline), a page that does not finish, or a plot without
-its canvas and series; keeps a screenshot of each report.
-
-Usage: report_in_browser.py STEMSTRIP_BINARY ARTEFACT_DIR
-Exit status 77 (skipped) when Chromium is not installed.
-"""
+"""Opens stemstrip's HTML reports in headless Chromium, offline, keeping a
+screenshot of each; fails on any console message, any address outside the
+file, a page that does not finish, or a plot without its canvas and series.
+Usage: report_in_browser.py STEMSTRIP_BINARY ARTEFACT_DIR (77: no Chromium)."""
 import pathlib
 import re
 import shutil

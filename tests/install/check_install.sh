@@ -50,7 +50,6 @@ package)
   cpack -G DEB --config "$build/CPackConfig.cmake" -B "$work/deb" >/dev/null
   deb=$(echo "$work"/deb/stemstrip_*_amd64.deb)
   [ -f "$deb" ] || fail "cpack made no stemstrip_<version>_amd64.deb"
-  dpkg -c "$deb"
   dpkg -x "$deb" "$work/root"
   hits=$(grep -rlaF -e "$build" -e "$source" "$work/root" || true)
   [ -z "$hits" ] || fail "files holding a build path: $hits"
@@ -58,9 +57,7 @@ package)
     paths=$(readelf -d -W "$elf" | sed -n 's/.*(R\(UN\)\?PATH).*\[\(.*\)\]/\2/p')
     [ -z "$paths" ] || [[ $paths == '$ORIGIN'* ]] || fail "${elf#$work/root} has RUNPATH $paths"
   done < <(find "$work/root" -type f -exec sh -c 'file -b "$1" | grep -q ^ELF' _ {} \; -print)
-  lint=0
-  lintian --fail-on error --tag-display-limit 0 "$deb" 2>&1 | grep -v 'root privileges' || lint=${PIPESTATUS[0]}
-  [ "$lint" -eq 0 ] || fail "lintian reports errors"
+  lintian --fail-on error --tag-display-limit 0 "$deb" || fail "lintian reports errors"
   # A stemstrip package installed by someone else is left alone.
   if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' stemstrip 2>/dev/null | grep -q 'ok installed'; then
     trap 'dpkg --purge stemstrip >/dev/null; rm -rf "$work"' EXIT

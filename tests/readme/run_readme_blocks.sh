@@ -23,10 +23,8 @@ count=0
 while IFS= read -r -d $'\036' block; do
   count=$((count + 1))
   if ! bash -euo pipefail -c "$block" >"block-$count.log" 2>&1; then
-    echo "README block $count failed:"
-    echo "$block" | sed 's/^/    /'
-    echo "It printed:"
-    sed 's/^/    /' "block-$count.log"
+    printf 'README block %d failed:\n%s\nIt printed:\n' "$count" "$block"
+    cat "block-$count.log"
     exit 1
   fi
 done <<<"$blocks"

@@ -17,10 +17,9 @@
 
 namespace {
 
-constexpr int kCalls = 3;
-
+// Three calls: the later ones start from the states the first one left.
 void CallRepeatedly(scenario::Scenario& s, SChannelStrip_Alg_Context* const* begin, const void* end) {
-    for (int call = 0; call < kCalls; ++call) stemstrip::runtime::EntryFor(static_cast<stemstrip::Format>(s.format))(begin, end);
+    for (int call = 0; call < 3; ++call) stemstrip::runtime::EntryFor(static_cast<stemstrip::Format>(s.format))(begin, end);
 }
 
 // Every scenario's contexts split in two halves, each called on its own
@@ -42,7 +41,7 @@ TEST(Concurrency, ContextsSplitAcrossThreadsMatchSerial) {
 }
 
 TEST(Concurrency, ControlThreadChangesSettingsAndReadsMetersWhileAudioProcesses) {
-    EXPECT_EQ(robustness::RealtimeWorkload::Run(), "");
+    EXPECT_EQ(robustness::RunRealtimeWorkload(), "");
 }
 
 }  // namespace

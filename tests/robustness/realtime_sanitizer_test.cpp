@@ -21,8 +21,7 @@ void RunRealtime(Body body) {
 }
 
 TEST(RealtimeSanitizer, AllEntriesAndInstanceProcessWhileSettingsChange) {
-    using robustness::RealtimeWorkload;
-    EXPECT_EQ(RealtimeWorkload::Run([](auto body) { return RealtimeWorkload::OnAThread([&] { RunRealtime(body); }); }), "");
+    EXPECT_EQ(robustness::RunRealtimeWorkload([](auto body) { return robustness::OnAThread([&] { RunRealtime(body); }); }), "");
 }
 
 // The bracket is real: an allocation inside it is reported.

@@ -65,7 +65,7 @@ bool RunUnderExitOnlyFilter(std::function<void()> body) {
 
 TEST(ExitOnlySeccomp, AllEntriesAndInstanceProcessWhileSettingsChange) {
     if (kAuditArch == 0) GTEST_SKIP() << "no seccomp architecture code for this machine";
-    EXPECT_EQ(robustness::RealtimeWorkload::Run(RunUnderExitOnlyFilter), "");  // "could not run": the kernel refused the filter
+    EXPECT_EQ(robustness::RunRealtimeWorkload(RunUnderExitOnlyFilter), "");  // "could not run": the kernel refused the filter
 }
 
 // The filter is real: one system call inside it ends the process.

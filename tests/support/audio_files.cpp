@@ -1,132 +1,104 @@
 #include "audio_files.hpp"
 
+#include <sndfile.h>
+
+#include <bit>
 #include <fstream>
 #include <sstream>
-
-#include <cstring>
 #include <stdexcept>
 
 namespace stemstrip_test {
 namespace {
 
-constexpr uint16_t kFloatTag = 3, kExtensibleTag = 0xFFFE;
-// KSDATAFORMAT_SUBTYPE_IEEE_FLOAT after its leading 16-bit format code.
-constexpr unsigned char kGuidTail[14] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
-                                         0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-
-void Put(std::string& out, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
-}
+// KSDATAFORMAT_SUBTYPE_IEEE_FLOAT: the float format code, then the fixed tail.
+const std::string kFloatGuid("\x03\x00\x00\x00\x00\x00\x10\x00\x80\x00\x00\xAA\x00\x38\x9B\x71", 16);
 
 uint32_t Get(const std::string& in, size_t at, int bytes) {
-    if (at + bytes > in.size()) throw std::runtime_error("WAV: truncated");
     uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i) value |= static_cast<uint32_t>(static_cast<unsigned char>(in[at + i])) << (8 * i);
+    for (int i = 0; i < bytes && at + i < in.size(); ++i)
+        value |= static_cast<uint32_t>(static_cast<unsigned char>(in[at + i])) << (8 * i);
     return value;
+}
+
+// Where the body of a WAV file's fmt chunk starts: the chunks follow the
+// RIFF header, each an id, a size and a body padded to even length.
+size_t FmtBody(const std::string& b) {
+    if (b.size() < 12 || b.compare(0, 4, "RIFF") != 0 || b.compare(8, 4, "WAVE") != 0) return std::string::npos;
+    size_t at = 12;
+    while (at + 8 <= b.size() && b.compare(at, 4, "fmt ") != 0) {
+        const uint32_t size = Get(b, at + 4, 4);
+        at += 8 + size + (size & 1);
+    }
+    return at + 8 <= b.size() ? at + 8 : std::string::npos;
 }
 
 }  // namespace
 
-std::string WavBytes(const Audio& a, std::optional<uint32_t> mask) {
-    std::string fmt;
-    Put(fmt, mask ? kExtensibleTag : kFloatTag, 2);
-    Put(fmt, a.channels, 2);
-    Put(fmt, a.sampleRate, 4);
-    Put(fmt, a.sampleRate * a.channels * 4, 4);
-    Put(fmt, a.channels * 4, 2);
-    Put(fmt, 32, 2);
-    if (mask) {
-        Put(fmt, 22, 2);
-        Put(fmt, 32, 2);
-        Put(fmt, *mask, 4);
-        Put(fmt, kFloatTag, 2);
-        fmt.append(reinterpret_cast<const char*>(kGuidTail), sizeof kGuidTail);
-    }
-    std::string data(a.samples.size() * 4, '\0');
-    std::memcpy(data.data(), a.samples.data(), data.size());
-
-    std::string wav = "RIFF";
-    Put(wav, static_cast<uint32_t>(4 + 8 + fmt.size() + 8 + 4 + 8 + data.size()), 4);
-    wav += "WAVEfmt ";
-    Put(wav, static_cast<uint32_t>(fmt.size()), 4);
-    wav += fmt;
-    wav += "fact";
-    Put(wav, 4, 4);
-    Put(wav, static_cast<uint32_t>(a.frames()), 4);
-    wav += "data";
-    Put(wav, static_cast<uint32_t>(data.size()), 4);
-    return wav + data;
-}
-
-ParsedWav ParseWav(const std::string& bytes) {
-    if (bytes.size() < 12 || bytes.compare(0, 4, "RIFF") != 0 || bytes.compare(8, 4, "WAVE") != 0)
-        throw std::runtime_error("not a RIFF WAVE file");
-    ParsedWav wav;
-    bool haveFormat = false;
-    for (size_t at = 12; at + 8 <= bytes.size();) {
-        const std::string id = bytes.substr(at, 4);
-        const uint32_t size = Get(bytes, at + 4, 4);
-        const size_t body = at + 8;
-        if (id == "fmt ") {
-            wav.formatTag = static_cast<uint16_t>(Get(bytes, body, 2));
-            wav.channels = static_cast<int>(Get(bytes, body + 2, 2));
-            wav.sampleRate = static_cast<int>(Get(bytes, body + 4, 4));
-            wav.bitsPerSample = static_cast<int>(Get(bytes, body + 14, 2));
-            if (wav.formatTag == kExtensibleTag) {
-                if (size < 40) throw std::runtime_error("WAV: short extensible fmt chunk");
-                wav.channelMask = Get(bytes, body + 20, 4);
-                wav.subFormat = static_cast<uint16_t>(Get(bytes, body + 24, 2));
-                if (bytes.compare(body + 26, sizeof kGuidTail, reinterpret_cast<const char*>(kGuidTail), sizeof kGuidTail) != 0)
-                    throw std::runtime_error("WAV: unknown sub-format GUID");
-            }
-            haveFormat = true;
-        } else if (id == "data") {
-            if (!haveFormat) throw std::runtime_error("WAV: data before fmt");
-            if (body + size > bytes.size()) throw std::runtime_error("WAV: data chunk runs past the end of the file");
-            const bool isFloat = wav.formatTag == kFloatTag || (wav.formatTag == kExtensibleTag && wav.subFormat == kFloatTag);
-            wav.audio.sampleRate = wav.sampleRate;
-            wav.audio.channels = wav.channels;
-            if (isFloat && wav.bitsPerSample == 32) {
-                wav.audio.samples.resize(size / 4);
-                std::memcpy(wav.audio.samples.data(), bytes.data() + body, wav.audio.samples.size() * 4);
-            }
-            return wav;
-        }
-        at = body + size + (size & 1);
-    }
-    throw std::runtime_error("WAV: no data chunk");
+std::optional<uint32_t> ExtensibleFloatMask(const std::string& path) {
+    const std::string b = ReadBytes(path);
+    const size_t fmt = FmtBody(b);
+    if (fmt == std::string::npos || Get(b, fmt - 4, 4) < 40 || Get(b, fmt, 2) != 0xFFFE /* extensible */ ||
+        Get(b, fmt + 14, 2) != 32 || b.compare(fmt + 24, 16, kFloatGuid) != 0)
+        return std::nullopt;
+    return Get(b, fmt + 20, 4);
 }
 
 std::string ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     std::stringstream bytes;
-    bytes << in.rdbuf();
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
     return bytes.str();
 }
 
 void WriteBytes(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
+// libsndfile writes the extensible header with a mask of its own choosing;
+// the mask is then set here, byte by byte.
 void WriteWav(const std::string& path, const Audio& audio, std::optional<uint32_t> mask) {
-    WriteBytes(path, WavBytes(audio, mask));
+    WriteAudio(path, audio, (mask ? SF_FORMAT_WAVEX : SF_FORMAT_WAV) | SF_FORMAT_FLOAT);
+    if (!mask) return;
+    std::string bytes = ReadBytes(path);
+    const size_t at = FmtBody(bytes) + 20;
+    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>((*mask >> (8 * i)) & 0xFF);
+    WriteBytes(path, bytes);
+}
+
+Audio ReadAudio(const std::string& path, int* format) {
+    SF_INFO info{};
+    SNDFILE* f = sf_open(path.c_str(), SFM_READ, &info);
+    if (f == nullptr) throw std::runtime_error(path + ": " + sf_strerror(nullptr));
+    Audio a{info.samplerate, info.channels, std::vector<float>(static_cast<size_t>(info.frames * info.channels))};
+    const sf_count_t read = sf_readf_float(f, a.samples.data(), info.frames);
+    sf_close(f);
+    if (read != info.frames) throw std::runtime_error(path + ": cut short");
+    if (format) *format = info.format;
+    return a;
 }
 
 Audio ReadWav(const std::string& path) {
-    const ParsedWav wav = ParseWav(ReadBytes(path));
-    if (wav.bitsPerSample != 32 || wav.audio.samples.size() % wav.channels != 0)
-        throw std::runtime_error(path + ": not 32-bit float audio");
-    return wav.audio;
+    int format = 0;
+    Audio a = ReadAudio(path, &format);
+    if ((format & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT) throw std::runtime_error(path + ": not 32-bit float audio");
+    return a;
+}
+
+void WriteAudio(const std::string& path, const Audio& a, int format) {
+    SF_INFO info{.samplerate = a.sampleRate, .channels = a.channels, .format = format};
+    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (f == nullptr) throw std::runtime_error(path + ": " + sf_strerror(nullptr));
+    sf_command(f, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    const sf_count_t written = sf_writef_float(f, a.samples.data(), a.frames());
+    sf_close(f);
+    if (written != a.frames()) throw std::runtime_error(path + ": write failed");
 }
 
 std::string FirstDifference(const Audio& expected, const Audio& actual, int64_t shift) {
-    if (expected.channels != actual.channels || expected.sampleRate != actual.sampleRate ||
-        expected.frames() != actual.frames())
-        return "shape differs: " + std::to_string(expected.channels) + " x " + std::to_string(expected.frames()) +
-               " at " + std::to_string(expected.sampleRate) + " Hz expected, " + std::to_string(actual.channels) +
-               " x " + std::to_string(actual.frames()) + " at " + std::to_string(actual.sampleRate) + " Hz written";
+    auto shape = [](const Audio& a) {
+        return std::to_string(a.channels) + " x " + std::to_string(a.frames()) + " at " + std::to_string(a.sampleRate) + " Hz";
+    };
+    if (shape(expected) != shape(actual)) return "shape differs: " + shape(expected) + " expected, " + shape(actual) + " written";
     for (int64_t t = shift; t < actual.frames(); ++t)
         for (int c = 0; c < actual.channels; ++c)
-            if (std::memcmp(&expected.samples[(t - shift) * expected.channels + c], &actual.samples[t * actual.channels + c],
-                            sizeof(float)) != 0)
+            if (std::bit_cast<uint32_t>(expected.at(t - shift, c)) != std::bit_cast<uint32_t>(actual.at(t, c)))
                 return "frame " + std::to_string(t) + " channel " + std::to_string(c) + ": expected " +
                        std::to_string(expected.at(t - shift, c)) + ", written " + std::to_string(actual.at(t, c));
     return "";

@@ -1,6 +1,7 @@
-// WAV files byte by byte, written and parsed here without libsndfile, so the
-// channel masks and samples the program reads and writes are checked against
-// the file format itself rather than against the library the program uses.
+// Audio files for the tests, through libsndfile, except for the channel
+// masks: those of the inputs are set and those of a program's output read
+// in the file's own fmt chunk, so that they are checked against the file
+// format rather than against the library the program uses.
 #pragma once
 
 #include <cstdint>
@@ -20,29 +21,21 @@ struct Audio {
     float& at(int64_t frame, int channel) { return samples[frame * channels + channel]; }
 };
 
-// WAVE_FORMAT_EXTENSIBLE with `mask` when given, else plain WAVE_FORMAT_IEEE_FLOAT.
-std::string WavBytes(const Audio& audio, std::optional<uint32_t> mask);
-
-struct ParsedWav {
-    uint16_t formatTag = 0;     // 3 float, 1 PCM, 0xFFFE extensible
-    uint16_t subFormat = 0;     // extensible only: the GUID's leading 16 bits
-    int channels = 0;
-    int sampleRate = 0;
-    int bitsPerSample = 0;
-    std::optional<uint32_t> channelMask;
-    Audio audio;           // filled when the samples are 32-bit float
-};
-
-// Throws std::runtime_error if the bytes are not a WAV file.
-ParsedWav ParseWav(const std::string& bytes);
+// The channel mask of a WAVE_FORMAT_EXTENSIBLE file with float samples;
+// nullopt for any other file.
+std::optional<uint32_t> ExtensibleFloatMask(const std::string& path);
 
 std::string ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::string& bytes);
 
-// A 32-bit float WAV file (extensible with a mask), written and read by the
-// code above, not by the code under test.
+// 32-bit float WAV: WAVE_FORMAT_EXTENSIBLE with `mask` when given, else plain WAVE_FORMAT_IEEE_FLOAT.
 void WriteWav(const std::string& path, const Audio& audio, std::optional<uint32_t> mask = std::nullopt);
+// Any file libsndfile reads, decoded to float; `format` gets its SF_FORMAT_* code.
+Audio ReadAudio(const std::string& path, int* format = nullptr);
+// A 32-bit float file's samples; throws std::runtime_error for anything else.
 Audio ReadWav(const std::string& path);
+// `format` is an SF_FORMAT_* code; samples beyond full scale are clipped.
+void WriteAudio(const std::string& path, const Audio& audio, int format);
 
 // "" when both hold the same samples bit for bit (actual delayed by
 // `shift` frames, whose first `shift` frames are not compared), else the

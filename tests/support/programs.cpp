@@ -14,21 +14,12 @@
 namespace stemstrip_test {
 namespace fs = std::filesystem;
 
-namespace {
-
-[[noreturn]] void ExecProgram(const std::vector<std::string>& argv) {
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-}
-
-}  // namespace
-
 ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) {
     const std::string outPath = fs::temp_directory_path() / ("stemstrip_test_out_" + std::to_string(getpid()));
     const std::string errPath = outPath + ".err";
+    std::vector<char*> args;  // built before fork: the child only execs
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
     const pid_t child = fork();
     if (child < 0) throw std::runtime_error("fork failed");
     if (child == 0) {
@@ -36,19 +27,17 @@ ProgramRun Run(const std::vector<std::string>& argv, const RunOptions& options) 
         const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
-        if (options.maxFileBytes > 0) {
-            const rlimit limit{static_cast<rlim_t>(options.maxFileBytes), static_cast<rlim_t>(options.maxFileBytes)};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        }
+        const rlimit limit{static_cast<rlim_t>(options.maxFileBytes), static_cast<rlim_t>(options.maxFileBytes)};
+        if (options.maxFileBytes > 0) setrlimit(RLIMIT_FSIZE, &limit);
         for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
-        ExecProgram(argv);
+        if (!options.directory.empty() && chdir(options.directory.c_str()) != 0) _exit(127);
+        execv(args[0], args.data());
+        _exit(127);
     }
+    if (options.whileRunning) options.whileRunning(child);
     int status = 0;
     waitpid(child, &status, 0);
-    ProgramRun run;
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = ReadBytes(outPath);
-    run.err = ReadBytes(errPath);
+    const ProgramRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadBytes(outPath), ReadBytes(errPath)};
     fs::remove(outPath);
     fs::remove(errPath);
     return run;
@@ -64,12 +53,15 @@ ScratchDir::~ScratchDir() {
     fs::remove_all(path_, ec);
 }
 
-std::vector<std::string> ScratchDir::Listing() const {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& e : fs::recursive_directory_iterator(path_))
-        names.push_back(e.path().lexically_relative(path_).string());
-    std::sort(names.begin(), names.end());
-    return names;
+std::vector<std::string> ScratchDir::Listing(bool bytes) const {
+    std::vector<fs::path> paths(fs::recursive_directory_iterator(path_), {});
+    std::sort(paths.begin(), paths.end());
+    std::vector<std::string> listing;
+    for (const fs::path& p : paths) {
+        listing.push_back(p.lexically_relative(path_).string());
+        if (bytes && fs::is_regular_file(p)) listing.push_back(ReadBytes(p));
+    }
+    return listing;
 }
 
 }  // namespace stemstrip_test

@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <sys/types.h>
+
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +21,8 @@ struct ProgramRun {
 struct RunOptions {
     int64_t maxFileBytes = 0;  // RLIMIT_FSIZE for the child; 0 = none
     std::vector<std::pair<std::string, std::string>> environment;  // set in the child
+    std::function<void(pid_t child)> whileRunning;  // called once the child has started
+    std::string directory;  // the child's working directory; "": this one
 };
 
 // Runs argv (argv[0] is the program's path) and collects what it printed.
@@ -32,7 +37,9 @@ public:
 
     std::string operator/(const std::string& file) const { return (path_ / file).string(); }
     const std::filesystem::path& path() const { return path_; }
-    std::vector<std::string> Listing() const;  // every entry, hidden ones too, sorted
+    // Every entry, hidden ones too, sorted; with `bytes`, each regular file's
+    // bytes after its name.
+    std::vector<std::string> Listing(bool bytes = false) const;
 
 private:
     std::filesystem::path path_;

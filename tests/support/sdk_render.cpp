@@ -22,10 +22,8 @@ Audio SdkRender(stemstrip::Format format, const stemstrip::Settings& settings, c
     for (int64_t at = 0; at < total; at += chunk) {
         std::vector<const float*> inPtrs;
         std::vector<float*> outPtrs;
-        for (int c = 0; c < n; ++c) {
-            inPtrs.push_back(in[c].data() + at);
-            outPtrs.push_back(out[c].data() + at);
-        }
+        for (int c = 0; c < n; ++c) inPtrs.push_back(in[c].data() + at);
+        for (int c = 0; c < n; ++c) outPtrs.push_back(out[c].data() + at);
         strip.process(inPtrs.data(), outPtrs.data(), static_cast<int>(std::min(chunk, total - at)),
                       key.empty() ? nullptr : paddedKey.data() + at);
     }
