@@ -3,7 +3,6 @@
 // (= audio port, in index order) its speaker and its channel in the SDK.
 #pragma once
 
-#include <stdexcept>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -59,12 +58,6 @@ inline const std::vector<PluginCase>& PluginCases() {
         return all;
     }();
     return cases;
-}
-
-inline const PluginCase& Case(const std::string& uri) {
-    for (const PluginCase& p : PluginCases())
-        if (p.uri == uri) return p;
-    throw std::runtime_error("no plugin case " + uri);
 }
 
 }  // namespace stemstrip::lv2test
