@@ -30,8 +30,8 @@ inline const LilvPlugin* PluginOf(const std::string& uri) {
     return p;
 }
 
-// One instance: control ports at their defaults, audio inputs and the key
-// (side-chain plugins) on buffers of silence.
+// One active instance: control ports at their defaults, audio inputs and the
+// key (side-chain plugins) on buffers of silence.
 class LilvHost {
 public:
     LilvHost(const PluginCase& p, double rate, int maxBlock, const LV2_Feature* const* features)
@@ -43,9 +43,10 @@ public:
         for (uint32_t i = 0; i < values_.size(); ++i) lilv_instance_connect_port(instance, i, &values_[i]);
         for (int c = 0; c < 2 * p.channels() + p.sideChain; ++c)
             lilv_instance_connect_port(instance, c, audio_[c + (!p.sideChain && c >= p.channels())].data());
+        lilv_instance_activate(instance);
     }
     ~LilvHost() {
-        if (active_) lilv_instance_deactivate(instance);
+        lilv_instance_deactivate(instance);
         lilv_instance_free(instance);
     }
     // Any port but audio, outputs included.
@@ -55,7 +56,6 @@ public:
         lilv_node_free(node);
         return values_.at(port ? lilv_port_get_index(plugin_, port) : values_.size());  // throws for no such port
     }
-    void activate() { lilv_instance_activate(instance), active_ = true; }
     float* in(int c) { return audio_[c].data(); }  // the key: in(channels)
     void run(int n) { lilv_instance_run(instance, static_cast<uint32_t>(n)); }
     ::LilvInstance* instance;
@@ -64,7 +64,6 @@ private:
     const LilvPlugin* plugin_;
     std::vector<float> values_;
     std::vector<std::vector<float>> audio_;  // inputs, key, outputs
-    bool active_ = false;
 };
 
 }  // namespace stemstrip::lv2test

@@ -71,7 +71,6 @@ TEST(RealtimeRun, EveryPluginRunsCleanAndShowsItsControls) {
     for (const lv2test::PluginCase& p : lv2test::PluginCases()) {
         SCOPED_TRACE(p.uri);
         lv2test::LilvHost host(p, kRate, 4096, features);
-        host.activate();
         EXPECT_EQ(host.port("latency"), 15.0f);
         // A block of the tone on every input, the key too, with the audio-thread checks on.
         long phase = 0;
