@@ -24,7 +24,6 @@ using stemstrip_test::SdkRender;
 using Controls = std::vector<std::pair<std::string, float>>;  // port symbol, value
 
 constexpr int kRate = 48000, kLatency = 15;  // what the FIFO adapter reports
-const std::string kDir = TEST_OUTPUT_DIR "/";
 
 // Only the build's bundle: an installed copy must not stand in for it.
 std::string Host(const std::vector<std::string>& argv) {
@@ -163,7 +162,7 @@ std::string Tag(const PluginCase& p) { return (p.sideChain ? "" : "plain_") + p.
 
 // Runs a host or the CLI on `in` written as TAG_in.wav; "@in" and "@out" in argv name the files.
 Audio Through(const std::string& tag, const Audio& in, std::vector<std::string> argv) {
-    const std::string files[] = {kDir + tag + "_in.wav", kDir + tag + "_out.wav"};
+    const std::string files[] = {TEST_OUTPUT_DIR "/" + tag + "_in.wav", TEST_OUTPUT_DIR "/" + tag + "_out.wav"};
     stemstrip_test::WriteWav(files[0], in);
     std::filesystem::remove(files[1]);
     for (std::string& arg : argv) arg = arg == "@in" ? files[0] : arg == "@out" ? files[1] : arg;
@@ -189,12 +188,6 @@ Audio Lv2file(const PluginCase& p, const Audio& in, const Controls& controls, in
     if (!preset.empty()) argv.insert(argv.end(), {"-P", preset});
     argv.push_back(p.uri);
     return Through(tag, in, argv);
-}
-
-// The CLI writes its output aligned with the input (latency removed).
-Audio Cli(const PluginCase& p, const Audio& in, std::vector<std::string> options, const std::string& tag) {
-    options.insert(options.begin(), {STEMSTRIP_CLI, "render", "@in", "@out", "--flush-denormals", "--format", std::string(FormatName(p.format))});
-    return Through(tag, in, options);
 }
 
 // Every plugin in lv2apply: the SDK's bits, fed as lv2apply feeds it and in
@@ -248,8 +241,10 @@ TEST(HostRender, FactoryPresetsLoadedByAHostRenderLikeTheCli) {
             const std::string preset = line.substr(8);
             SCOPED_TRACE(p.uri + " " + preset);
             ++plugins[preset];
-            EXPECT_EQ(Diff(ZeroSignless(Cli(p, in, {"--preset", preset}, "preset_" + Tag(p))),
-                           ZeroSignless(Lv2file(p, in, {}, 512, "preset_" + Tag(p), preset)), kLatency), "");
+            // The CLI writes its output aligned with the input (latency removed).
+            const Audio cli = Through("preset_" + Tag(p), in, {STEMSTRIP_CLI, "render", "@in", "@out", "--flush-denormals", "--format",
+                                                               std::string(FormatName(p.format)), "--preset", preset});
+            EXPECT_EQ(Diff(ZeroSignless(cli), ZeroSignless(Lv2file(p, in, {}, 512, "preset_" + Tag(p), preset)), kLatency), "");
         }
     }
     // Every preset on every plugin, but the 5.1 film stem's six detector
