@@ -25,12 +25,8 @@ using Controls = std::vector<std::pair<std::string, float>>;  // port symbol, va
 
 constexpr int kRate = 48000, kLatency = 15;  // what the FIFO adapter reports
 
-// Only the build's bundle: an installed copy must not stand in for it.
-std::string Host(const std::vector<std::string>& argv) {
-    const stemstrip_test::ProgramRun r = stemstrip_test::Run(argv, {0, {{"LV2_PATH", STEMSTRIP_LV2_DIR}}});
-    EXPECT_EQ(r.exitCode, 0) << argv[0] << " " << argv.back() << ":\n" << r.out << r.err;
-    return r.out;
-}
+// Hosts see only the build's bundle: an installed copy must not stand in for it.
+const stemstrip_test::RunOptions kBuildBundle{0, {{"LV2_PATH", STEMSTRIP_LV2_DIR}}};
 
 // Hosts restore sessions and automation by port index and symbol: a released
 // plugin's ports change only with a version bump, and even then no port moves
@@ -114,36 +110,32 @@ Settings BusySettings() {
     return s;
 }
 
-// A side-chain key loud exactly where the programme is quiet; -inf where the
-// clean one has a 0.
-std::vector<float> Key(long frames, bool dirty) {
-    std::vector<float> key(frames);
-    for (long t = 0; t < frames; ++t) {
-        const double sec = static_cast<double>(t) / kRate;
-        key[t] = static_cast<float>((sec > 0.35 && sec < 0.9 ? 0.8 : 0.001) * std::sin(2 * M_PI * 330 * sec));
-    }
-    key[2200] = dirty ? -INFINITY : 0.0f;
-    return key;
-}
-
 // Loud, then near the gate threshold, then silence (decaying tails), then
-// moderate again; each channel its own pitch and level. Two samples NaN and
-// +inf when dirty, else zeros (what the plugin renders them as). With `key`,
-// the key after the programme, as lv2apply wants the file (one channel per
-// audio input).
+// moderate again; each channel its own pitch and level. With `key`, a
+// side-chain key after the programme (lv2apply's file: one channel per audio
+// input), loud exactly where the programme is quiet. NaN and +inf in the
+// programme and -inf in the key when dirty, else zeros (what the plugin
+// renders them as).
 Audio Signal(int channels, long frames, bool dirty = false, bool key = false) {
     Audio a{kRate, channels + key, std::vector<float>(frames * (channels + key))};
-    const std::vector<float> keySamples = Key(frames, dirty);
     for (long t = 0; t < frames; ++t) {
         const double sec = static_cast<double>(t) / kRate;
         const double envelope = sec < 0.3 ? 0.7 : sec < 0.45 ? 0.001 : sec < 0.7 ? 0.0 : 0.2;
         for (int c = 0; c < channels; ++c)
             a.at(t, c) = static_cast<float>(envelope * (1.0 - 0.06 * c) * std::sin(2 * M_PI * 110 * (c + 2) * sec + c));
-        if (key) a.at(t, channels) = keySamples[t];
+        if (key) a.at(t, channels) = static_cast<float>((sec > 0.35 && sec < 0.9 ? 0.8 : 0.001) * std::sin(2 * M_PI * 330 * sec));
     }
     a.at(2000, channels - 1) = dirty ? NAN : 0.0f;
     a.at(2100, 0) = dirty ? INFINITY : 0.0f;
+    if (key) a.at(2200, channels) = dirty ? -INFINITY : 0.0f;
     return a;
+}
+
+// One channel of `a`, as the SDK takes a key.
+std::vector<float> Channel(const Audio& a, int c) {
+    std::vector<float> samples(a.frames());
+    for (long t = 0; t < a.frames(); ++t) samples[t] = a.at(t, c);
+    return samples;
 }
 
 // Flushing denormals as the plugin does; unaligned, the latency kept as a host sees it.
@@ -166,7 +158,8 @@ Audio Through(const std::string& tag, const Audio& in, std::vector<std::string> 
     stemstrip_test::WriteWav(files[0], in);
     std::filesystem::remove(files[1]);
     for (std::string& arg : argv) arg = arg == "@in" ? files[0] : arg == "@out" ? files[1] : arg;
-    Host(argv);
+    const stemstrip_test::ProgramRun r = stemstrip_test::Run(argv, kBuildBundle);
+    EXPECT_EQ(r.exitCode, 0) << argv[0] << " " << argv.back() << ":\n" << r.out << r.err;
     return stemstrip_test::ReadWav(files[1]);
 }
 
@@ -215,7 +208,8 @@ TEST(HostRender, EveryPluginGivesTheSdkAudioInEveryHost) {
         if (!p.sideChain) continue;
         // The key, chosen: the file channel after the programme, and it must matter.
         const Audio keyed = Lv2apply(p, Signal(p.channels(), kRate, true, true), keyControls, "key_" + Tag(p));
-        EXPECT_EQ(Diff(SdkRender(p.format, keySettings, in, p.order(), Key(kRate, false), Sdk(64, false)), keyed), "");
+        const std::vector<float> key = Channel(Signal(p.channels(), kRate, false, true), p.channels());
+        EXPECT_EQ(Diff(SdkRender(p.format, keySettings, in, p.order(), key, Sdk(64, false)), keyed), "");
         EXPECT_NE(Diff(SdkRender(p.format, keySettings, in, p.order(), {}, Sdk(64, false)), keyed), "") << "the key changes nothing";
     }
 }
@@ -235,7 +229,7 @@ TEST(HostRender, FactoryPresetsLoadedByAHostRenderLikeTheCli) {
     std::map<std::string, int> plugins;  // per preset
     for (const PluginCase& p : PluginCases()) {
         const Audio in = Signal(p.channels(), kRate / 2);
-        std::istringstream list(Host({LV2FILE, "--list-presets", p.uri}));
+        std::istringstream list(stemstrip_test::Run({LV2FILE, "--list-presets", p.uri}, kBuildBundle).out);
         for (std::string line; std::getline(list, line);) {
             if (line.rfind("Preset: ", 0) != 0) continue;
             const std::string preset = line.substr(8);
