@@ -87,13 +87,13 @@ TEST(Ports, TheReleasedOnesStayAndCarryTheirRoles) {
 
 // A strip that does something everywhere: a pre bell, a post high-pass and
 // a low-pass asked for above the frequency port's top, a soft-knee limiter
-// (the ratio past the scale's top) with makeup, a held gate and a filtered
+// (the ratio control at its top) with makeup, a held gate and a filtered
 // detector; as host controls and as SDK settings written by hand.
 const Controls kBusyControls = {
     {"band1_enable", 1}, {"band1_type", 0}, {"band1_freq", 800}, {"band1_gain", 6}, {"band1_q", 1.5f},
     {"band2_enable", 1}, {"band2_type", 4}, {"band2_freq", 80}, {"band2_q", 0.5f}, {"band2_place", 1},
     {"band3_enable", 1}, {"band3_type", 6}, {"band3_freq", 96000},
-    {"comp_threshold", -24}, {"comp_ratio", 1000}, {"comp_knee", 6}, {"comp_attack", 5}, {"comp_release", 80},
+    {"comp_threshold", -24}, {"comp_ratio", 100}, {"comp_knee", 6}, {"comp_attack", 5}, {"comp_release", 80},
     {"comp_makeup", 3}, {"gate", 1}, {"gate_threshold", -50}, {"gate_hold", 10}, {"det_mode", 1},
     {"sc_filter", 1}, {"sc_freq", 150}, {"sc_q", 1}, {"smoothing", 5}};
 
@@ -187,8 +187,7 @@ Audio Lv2file(const PluginCase& p, const Audio& in, const Controls& controls, in
 // latency-free aligned blocks (then kLatency frames later); lv2file's bits at
 // a block size per plugin; with the key chosen, the SDK's with that key. NaN
 // and infinities in the programme and the key render as zeros there would;
-// out-of-range controls (the busy strip's ratio and low-pass) as the values
-// they are clamped to.
+// the busy strip's ratio top and out-of-range low-pass as what they stand for.
 // (The CLI's bits: the presets test below, in every format; its --set
 // overrides against the SDK: the CLI's round-trip tests.)
 TEST(HostRender, EveryPluginGivesTheSdkAudioInEveryHost) {
