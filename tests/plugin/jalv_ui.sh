@@ -10,15 +10,14 @@ set -euo pipefail
 # reclaims a dead server's entry only for the same name.
 export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-jalv-ui DISPLAY=:$((100 + $$ % 800))
 shot=$2 out=$3/jalv_ui
-trap 'kill $(jobs -p) 2>/dev/null' EXIT
+trap 'kill $(jobs -p) 2>/dev/null; wait' EXIT
 Xvfb "$DISPLAY" -screen 0 1280x800x24 >/dev/null 2>&1 &
 jackd --no-realtime -d dummy -r 48000 -p 256 >/dev/null 2>&1 &
 jack_wait -w -t 10 >/dev/null 2>&1
 jalv.gtk3 --jack-name ui -x --print-controls -c band4_enable=1 urn:stemstrip:lv2:plain:stereo >"$out.log" 2>&1 &
 jack_metro -n metro -b 300 -f 1000 -A 0.25 -D 150 >/dev/null 2>&1 &
-timeout 30 xdotool search --sync --name stemstrip >/dev/null
 # Band 4's handle, filled in its own colour (0.40, 0.85, 0.40), once drawn;
-# a loaded machine may take a while to map and paint the window.
+# a loaded machine may take a while to start jalv and map and paint the window.
 for _ in $(seq 60); do
   read -r count x y < <("$shot" "$out.ppm" 102 217 102)
   [ "$count" -gt 100 ] && break

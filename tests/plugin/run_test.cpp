@@ -21,10 +21,8 @@
 #include "lilv_host.hpp"
 #include "settings_from_controls.hpp"
 
-namespace {
-thread_local bool tInRun = false;
-thread_local int tAllocations = 0, tLocks = 0;
-}  // namespace
+static thread_local bool tInRun = false;
+static thread_local int tAllocations = 0, tLocks = 0;
 
 // Not under AddressSanitizer, whose allocator is then the one in use
 // (uninstrumented libraries would free through these what ASan's
