@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # jalv.gtk3 opens the plain stereo plugin with its interface on a virtual X
 # screen, band 4 (1 kHz) switched on, while a 1 kHz metronome feeds its left
-# input. A screenshot (kept as jalv_ui.png in the build folder) must show
+# input. A screenshot (kept as jalv_ui.ppm in the build folder) must show
 # band 4's handle, and dragging band 4's handle up by a quarter of the graph
 # (+12 dB) must raise the output peak the host prints over the input's.
 #   jalv_ui.sh LV2_DIR SCREENSHOT_TOOL OUT_DIR
@@ -10,25 +10,20 @@ set -euo pipefail
 # reclaims a dead server's entry only for the same name.
 export LV2_PATH=$1 JACK_DEFAULT_SERVER=stemstrip-jalv-ui DISPLAY=:$((100 + $$ % 800))
 shot=$2 out=$3/jalv_ui
+trap 'kill $(jobs -p) 2>/dev/null; wait' EXIT
 Xvfb "$DISPLAY" -screen 0 1280x800x24 >/dev/null 2>&1 &
-pids=$!
 jackd --no-realtime -d dummy -r 48000 -p 256 >/dev/null 2>&1 &
-pids+=" $!"
-trap 'kill $pids 2>/dev/null' EXIT
 jack_wait -w -t 10 >/dev/null 2>&1
 jalv.gtk3 --jack-name ui -x --print-controls -c band4_enable=1 urn:stemstrip:lv2:plain:stereo >"$out.log" 2>&1 &
-pids+=" $!"
 jack_metro -n metro -b 300 -f 1000 -A 0.25 -D 150 >/dev/null 2>&1 &
-pids+=" $!"
-timeout 30 xdotool search --sync --name stemstrip >/dev/null
 # Band 4's handle, filled in its own colour (0.40, 0.85, 0.40), once drawn;
-# a loaded machine may take a while to map and paint the window.
+# a loaded machine may take a while to start jalv and map and paint the window.
 for _ in $(seq 60); do
-  read -r count x y < <("$shot" "$out.png" 102 217 102)
+  read -r count x y < <("$shot" "$out.ppm" 102 217 102)
   [ "$count" -gt 100 ] && break
   sleep 0.5
 done
-[ "$count" -gt 100 ] || { echo "no band 4 handle in $out.png ($count pixels)"; exit 1; }
+[ "$count" -gt 100 ] || { echo "no band 4 handle in $out.ppm ($count pixels)"; exit 1; }
 jack_connect metro:300_bpm ui:in_l
 : >"$out.log"  # from here on: levels with the band raised
 xdotool mousemove "$x" "$y" mousedown 1 sleep 0.2 mousemove "$x" $((y - 20)) sleep 0.2 \
@@ -42,5 +37,5 @@ for _ in $(seq 40); do  # until the host has printed levels with the band raised
   sleep 0.5
   raised >/dev/null && break
 done
-"$shot" "$out.after.png" 0 0 0 >/dev/null
+"$shot" "$out.after.ppm" 0 0 0 >/dev/null
 raised

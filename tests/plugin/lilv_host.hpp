@@ -30,41 +30,35 @@ inline const LilvPlugin* PluginOf(const std::string& uri) {
     return p;
 }
 
-// One instance: control ports at their defaults, audio inputs and the key
-// (side-chain plugins) on buffers of silence.
-class LilvHost {
-public:
+// One active instance: control ports at their defaults, audio inputs and the
+// key (side-chain plugins) on buffers of silence.
+struct LilvHost {
     LilvHost(const PluginCase& p, double rate, int maxBlock, const LV2_Feature* const* features)
-        : plugin_(PluginOf(p.uri)), values_(lilv_plugin_get_num_ports(plugin_)),
-          audio_(2 * p.channels() + 1, std::vector<float>(maxBlock)) {
-        lilv_plugin_get_port_ranges_float(plugin_, nullptr, nullptr, values_.data());
-        instance = lilv_plugin_instantiate(plugin_, rate, features);
+        : plugin(PluginOf(p.uri)), values(lilv_plugin_get_num_ports(plugin)), audio(2 * p.channels() + 1, std::vector<float>(maxBlock)) {
+        lilv_plugin_get_port_ranges_float(plugin, nullptr, nullptr, values.data());
+        instance = lilv_plugin_instantiate(plugin, rate, features);
         if (!instance) throw std::runtime_error("cannot instantiate " + p.uri);
-        for (uint32_t i = 0; i < values_.size(); ++i) lilv_instance_connect_port(instance, i, &values_[i]);
+        for (uint32_t i = 0; i < values.size(); ++i) lilv_instance_connect_port(instance, i, &values[i]);
         for (int c = 0; c < 2 * p.channels() + p.sideChain; ++c)
-            lilv_instance_connect_port(instance, c, audio_[c + (!p.sideChain && c >= p.channels())].data());
+            lilv_instance_connect_port(instance, c, audio[c + (!p.sideChain && c >= p.channels())].data());
+        lilv_instance_activate(instance);
     }
     ~LilvHost() {
-        if (active_) lilv_instance_deactivate(instance);
+        lilv_instance_deactivate(instance);
         lilv_instance_free(instance);
     }
     // Any port but audio, outputs included.
     float& port(const std::string& symbol) {
         LilvNode* node = lilv_new_string(World(), symbol.c_str());
-        const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin_, node);
+        const LilvPort* port = lilv_plugin_get_port_by_symbol(plugin, node);
         lilv_node_free(node);
-        return values_.at(port ? lilv_port_get_index(plugin_, port) : values_.size());  // throws for no such port
+        return values.at(port ? lilv_port_get_index(plugin, port) : values.size());  // throws for no such port
     }
-    void activate() { lilv_instance_activate(instance), active_ = true; }
-    float* in(int c) { return audio_[c].data(); }  // the key: in(channels)
-    void run(int n) { lilv_instance_run(instance, static_cast<uint32_t>(n)); }
-    ::LilvInstance* instance;
 
-private:
-    const LilvPlugin* plugin_;
-    std::vector<float> values_;
-    std::vector<std::vector<float>> audio_;  // inputs, key, outputs
-    bool active_ = false;
+    const LilvPlugin* plugin;
+    std::vector<float> values;               // every port's, audio ones unused
+    std::vector<std::vector<float>> audio;   // inputs, the key, outputs
+    LilvInstance* instance;
 };
 
 }  // namespace stemstrip::lv2test

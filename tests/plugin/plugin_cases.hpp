@@ -3,7 +3,6 @@
 // (= audio port, in index order) its speaker and its channel in the SDK.
 #pragma once
 
-#include <stdexcept>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -45,10 +44,8 @@ inline const std::vector<PluginCase>& PluginCases() {
             {"5.0", Format::Surround5_0, {l, r, c, {"_ls", "rearLeft", 3}, {"_rs", "rearRight", 4}}},
             {"5.1", Format::Surround5_1, {l, r, c, lfe, {"_ls", "rearLeft", 4}, {"_rs", "rearRight", 5}}},
             {"6.0", Format::Surround6_0, {l, r, c, {"_cs", "rearCenter", 5}, {"_ls", "sideLeft", 3}, {"_rs", "sideRight", 4}}},
-            {"6.1", Format::Surround6_1,
-             {l, r, c, lfe, {"_cs", "rearCenter", 6}, {"_ls", "sideLeft", 4}, {"_rs", "sideRight", 5}}},
-            {"7.0", Format::Surround7_0,
-             {l, r, c, {"_lb", "rearLeft", 5}, {"_rb", "rearRight", 6}, {"_ls", "sideLeft", 3}, {"_rs", "sideRight", 4}}},
+            {"6.1", Format::Surround6_1, {l, r, c, lfe, {"_cs", "rearCenter", 6}, {"_ls", "sideLeft", 4}, {"_rs", "sideRight", 5}}},
+            {"7.0", Format::Surround7_0, {l, r, c, {"_lb", "rearLeft", 5}, {"_rb", "rearRight", 6}, {"_ls", "sideLeft", 3}, {"_rs", "sideRight", 4}}},
             {"7.1", Format::Surround7_1,
              {l, r, c, lfe, {"_lb", "rearLeft", 6}, {"_rb", "rearRight", 7}, {"_ls", "sideLeft", 4}, {"_rs", "sideRight", 5}}},
         };
@@ -59,12 +56,6 @@ inline const std::vector<PluginCase>& PluginCases() {
         return all;
     }();
     return cases;
-}
-
-inline const PluginCase& Case(const std::string& uri) {
-    for (const PluginCase& p : PluginCases())
-        if (p.uri == uri) return p;
-    throw std::runtime_error("no plugin case " + uri);
 }
 
 }  // namespace stemstrip::lv2test

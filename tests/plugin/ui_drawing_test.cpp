@@ -16,16 +16,14 @@ namespace stemstrip::lv2 {
 namespace {
 
 TEST(UiDrawing, TotalCurveSitsWhereTheSdkResponsePutsIt) {
-    const Plugin& plugin = *std::find_if(Plugins().begin(), Plugins().end(),
-                                         [](const Plugin& p) { return !p.sideChain && p.format.format == Format::Stereo; });
+    const Plugin& plugin = *std::ranges::find(Plugins(), "urn:stemstrip:lv2:plain:stereo", PluginUri);
     const PortLayout layout(plugin);
     StripView view(plugin, 48000, [](uint32_t, float) {});
     const std::pair<const char*, float> controls[] = {
         {"band2_enable", 1}, {"band2_freq", 300}, {"band2_gain", 9}, {"band2_q", 1.5f},
         {"band6_enable", 1}, {"band6_type", 2},   {"band6_freq", 6000}, {"band6_gain", -6}, {"band6_place", 1}};
     for (auto [symbol, v] : controls)
-        for (size_t i = 0; i < ControlPortsOf(plugin).size(); ++i)
-            if (ControlPortsOf(plugin)[i].symbol == symbol) view.portEvent(layout.control(static_cast<int>(i)), v);
+        view.portEvent(layout.control(std::ranges::find(ControlPortsOf(plugin), symbol, &ControlPort::symbol) - ControlPortsOf(plugin).begin()), v);
     view.portEvent(layout.peakIn(0), -6);
     view.portEvent(layout.compReduction(), 4);
     view.tick(0.01);
