@@ -56,17 +56,13 @@ TEST(BadInput, CApiReportsThroughLastError) {
     std::vector<float> left(16, 0.5f), right(16, 0.5f);
     const float* in[] = {left.data(), right.data()};
     float* out[] = {left.data(), right.data()};
-    const auto set = [strip](std::string text) -> std::function<int()> {
-        return [=] { return stemstrip_sdk_set(strip, text.c_str()); };
-    };
+    // Null handles: one call that acts and one that queries.
     const std::pair<std::function<int()>, std::string> refused[] = {
         {[] { return stemstrip_sdk_create("7.2", kRate, 0) ? 0 : -1; }, "format name = '7.2' is unknown"},
         {[] { return stemstrip_sdk_set(nullptr, "bypass=1"); }, "strip is null"},
         {[] { return stemstrip_sdk_latency(nullptr); }, "strip is null"},
-        {[] { return stemstrip_sdk_channels(nullptr); }, "strip is null"},
-        {set("compressor.makeupDb=6; compressor.ratio=abc"), "compressor.ratio = 'abc' is not a number"},
-        {set("expander.ratio=1000"), "expander.ratio = 1000"},
-        {set(std::string(5000, 'q') + "=1"), "characters)"},  // echoed input is cut
+        {[&] { return stemstrip_sdk_set(strip, "compressor.makeupDb=6; compressor.ratio=abc"); }, "compressor.ratio = 'abc' is not a number"},
+        {[&] { return stemstrip_sdk_set(strip, (std::string(5000, 'q') + "=1").c_str()); }, "characters)"},  // echoed input is cut
         {[&] { return stemstrip_sdk_process(strip, in, out, 17, nullptr); }, "n = 17"},
     };
     for (const auto& [call, mention] : refused) {

@@ -3,12 +3,19 @@
 // latency, and a neutral strip is that latency alone. Stream() also checks
 // that the core never writes past a host buffer. Settings from a control
 // thread and meter reads from a third thread cross to the audio thread whole
-// (kept short enough for ThreadSanitizer).
+// (kept short enough for ThreadSanitizer). A host's audio thread runs in a
+// flush-to-zero scope that gives the caller's mode back.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <bit>
+#include <cfloat>
+#include <cstdint>
+#include <pmmintrin.h>
 #include <thread>
+#include <xmmintrin.h>
 
+#include "stemstrip/denormals.hpp"
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
@@ -79,4 +86,21 @@ TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
     EXPECT_NEAR(Db(outL.back() / 0.25f), 6.0, 1e-4);
     samplesRead += strip.readMeters().samples;
     EXPECT_EQ(samplesRead, (kCalls + 1LL) * kBlock) << "read-and-clear lost or doubled samples";
+}
+
+TEST(Denormals, ScopeFlushesInsideAndRestoresTheCallersMode) {
+    if (!DenormalScope::Supported()) GTEST_SKIP() << "no flush-to-zero control on this platform";
+    volatile float tiny = FLT_MIN;
+    const unsigned before = _mm_getcsr();
+    {
+        DenormalScope scope;
+        // Bits, not a comparison: with denormals-are-zero alone a stored
+        // denormal would still compare equal to zero.
+        EXPECT_EQ(std::bit_cast<uint32_t>(tiny / 4.0f), 0u);
+        { DenormalScope nested; }
+        EXPECT_EQ(tiny / 4.0f, 0.0f) << "a nested scope restores flushing, not the default";
+    }
+    EXPECT_EQ(_mm_getcsr() & (_MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK),
+              before & (_MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK));
+    EXPECT_GT(tiny / 4.0f, 0.0f);
 }
