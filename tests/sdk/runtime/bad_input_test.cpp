@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "stemstrip/batch.hpp"
 #include "stemstrip/c_api.h"
 #include "stemstrip/design.hpp"
 #include "strip_harness.hpp"
@@ -111,25 +110,6 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
             }
         }
     }
-}
-
-// A Batch member with a NaN renders like the member with a 0 there, and its
-// neighbours in the same core call are untouched by it.
-TEST(BadInput, NonFiniteSamplesInABatchRenderAsZeros) {
-    const int members = 5, n = 512;
-    Batch dirty(Format::Stereo, Busy(), kRate, members, n), clean(Format::Stereo, Busy(), kRate, members, n);
-    const Signal x = Noise(2 * members, n, 4, 0.4f);  // member k / 2, channel k % 2
-    for (Batch* batch : {&dirty, &clean})
-        for (int k = 0; k < 2 * members; ++k) std::copy(x[k].begin(), x[k].end(), batch->input(k / 2, k % 2));
-    dirty.input(2, 1)[300] = NAN;
-    clean.input(2, 1)[300] = 0.0f;
-    dirty.process(n);
-    clean.process(n);
-    for (int k = 0; k < 2 * members; ++k)
-        EXPECT_TRUE(std::equal(dirty.output(k / 2, k % 2), dirty.output(k / 2, k % 2) + n, clean.output(k / 2, k % 2))) << k;
-    EXPECT_TRUE(std::isnan(dirty.input(2, 1)[300]));
-    EXPECT_EQ(dirty.readMeters(2).nonFiniteSamples[1], 1);
-    EXPECT_EQ(dirty.readMeters(1).nonFiniteSamples[1], 0);
 }
 
 // Finite input can still overflow a state under extreme settings: the strip
