@@ -80,8 +80,7 @@ def test_output_equals_the_sdk_and_the_command_line(tmp_path):
 
 def test_streaming_in_chunks_equals_one_call():
     audio = programme(2, 20000, seed=3)
-    whole = stemstrip.Strip("stereo", RATE, preset="vocal")
-    chunked = stemstrip.Strip("stereo", RATE, preset="vocal")
+    whole, chunked = (stemstrip.Strip("stereo", RATE, preset="vocal") for _ in range(2))
     expected, trace = whole.process(audio, meter_block=20000)
     cuts = np.cumsum([0, 1, 15, 16, 17, 0, 1000, 4999])
     parts = [chunked.process(audio[:, a:b], meter_block=7) for a, b in zip(cuts, list(cuts[1:]) + [20000])]

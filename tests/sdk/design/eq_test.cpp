@@ -13,7 +13,8 @@
 #include "stemstrip/analysis.hpp"
 #include "stemstrip/design.hpp"
 
-namespace stemstrip {
+using namespace stemstrip;
+
 namespace {
 
 constexpr double kRate = 48000.0;
@@ -47,11 +48,9 @@ double DigitalMagnitudeDb(const float* c, double frequencyHz, double sampleRate)
 
 std::vector<float> Section(const EQ_SCoefs& eq, int k) { return {eq.coefs + 5 * k, eq.coefs + 5 * k + 5}; }
 
-// The section a band alone designs to.
-std::vector<float> DesignedSection(EqBand band, double sampleRate = kRate) {
-    Settings s{.bands = {band}};
-    s.bands[0].enabled = true;
-    return Section(Design(s, Format::Mono, sampleRate).eq, 0);
+// The section an enabled band alone designs to.
+std::vector<float> DesignedSection(const EqBand& band, double sampleRate = kRate) {
+    return Section(Design({.bands = {band}}, Format::Mono, sampleRate).eq, 0);
 }
 
 // Worst |digital - analog| in dB from 20 Hz to 0.9 of Nyquist.
@@ -142,4 +141,3 @@ TEST(EqPacking, EnabledBandsFillPreThenPostRangesInBandOrder) {
 }
 
 }  // namespace
-}  // namespace stemstrip

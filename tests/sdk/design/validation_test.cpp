@@ -9,7 +9,8 @@
 #include "stemstrip/analysis.hpp"
 #include "stemstrip/design.hpp"
 
-namespace stemstrip {
+using namespace stemstrip;
+
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kInf = std::numeric_limits<double>::infinity();
@@ -62,4 +63,3 @@ TEST(Validation, AcceptsTheEdgesOfEveryRange) {
 }
 
 }  // namespace
-}  // namespace stemstrip

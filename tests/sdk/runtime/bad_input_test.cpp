@@ -75,7 +75,6 @@ TEST(BadInput, CApiReportsThroughLastError) {
     left[3] = NAN;
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
     EXPECT_EQ(left[15], 0.5f);
-    EXPECT_EQ(left[3], 0.0f) << "processed in place";
     stemstrip_sdk_meters meters;
     EXPECT_EQ(stemstrip_sdk_read_meters(strip, &meters), 0);
     EXPECT_EQ(meters.non_finite_samples[0], 1);

@@ -27,8 +27,8 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
     Signal x = Noise(2, kLength, 7);
     for (auto& channel : x)
         for (int i = 0; i < kLength; ++i) channel[i] *= (i / 3000) % 2 ? 0.6f : 0.002f;
-    const auto render = [&](InstanceOptions o, std::function<int()> next, bool inPlace = false) {
-        Instance strip(Format::Stereo, Busy(), kRate, o);
+    const auto render = [&](InstanceOptions o, std::function<int()> next, bool inPlace = false, const Settings& s = Busy()) {
+        Instance strip(Format::Stereo, s, kRate, o);
         return Stream(strip, x, next, inPlace);
     };
     const Signal whole = render({}, [] { return kLength; });
@@ -55,8 +55,7 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
                            .expander = {.thresholdDb = -30.0, .rangeDb = 20.0},
                            .detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass},
                            .inputMeterTrimDb = 6.0};
-    Instance strip(Format::Stereo, neutral, kRate);
-    const Signal y = Stream(strip, x, [] { return 441; });
+    const Signal y = render({}, [] { return 441; }, false, neutral);
     for (int c = 0; c < 2; ++c)
         EXPECT_EQ(std::memcmp(x[c].data(), y[c].data() + latency, (kLength - latency) * sizeof(float)), 0) << "channel " << c;
 }
