@@ -76,16 +76,11 @@ def test_output_equals_the_sdk_and_the_command_line(tmp_path):
     preset_strip = stemstrip.Strip("5.1", RATE, preset="film-stem-5.1", **NESTED, **DOTTED)
     assert np.array_equal(bits(delayed(preset_strip.process, audio, key=key)), bits(cli.T))
     assert np.array_equal(bits(from_file), bits(cli))
-    # A failed render writes nothing.
-    with pytest.raises(ValueError, match="compressor.ratio"):
-        stemstrip.render_file(tmp_path / "in.wav", tmp_path / "bad.wav", compressor={"ratio": 0})
-    assert sorted(p.name for p in tmp_path.iterdir()) == ["cli.wav", "in.wav", "key.wav", "py.wav"]
 
 
 def test_streaming_in_chunks_equals_one_call():
     audio = programme(2, 20000, seed=3)
-    whole = stemstrip.Strip("stereo", RATE, preset="vocal")
-    chunked = stemstrip.Strip("stereo", RATE, preset="vocal")
+    whole, chunked = (stemstrip.Strip("stereo", RATE, preset="vocal") for _ in range(2))
     expected, trace = whole.process(audio, meter_block=20000)
     cuts = np.cumsum([0, 1, 15, 16, 17, 0, 1000, 4999])
     parts = [chunked.process(audio[:, a:b], meter_block=7) for a, b in zip(cuts, list(cuts[1:]) + [20000])]
@@ -97,16 +92,16 @@ def test_streaming_in_chunks_equals_one_call():
     assert np.array_equal(bits(chunked(audio)), bits(expected))
 
 
+# Each source of errors once: the audio checks, the settings parser, the
+# validator, the file renderer's own errors.
 @pytest.mark.parametrize("mistake, named", [
-    (lambda s, x: s.process(x.T), "shape (1000, 2)"),
     (lambda s, x: s.process(x.astype(np.float64)), "dtype float64"),
     (lambda s, x: s.process(x[0]), "shape (1000,)"),
     (lambda s, x: s.process(x, sample_rate=44100), "sample_rate"),
     (lambda s, x: s.set(compressor={"ratoi": 2}), "compressor.ratoi"),
-    (lambda s, x: s.set(**{"bands[9].gainDb": 1}), "bands[9]"),
     (lambda s, x: s.set(compressor={"ratio": 0.5}), "compressor.ratio"),
     (lambda s, x: s.set(**{"detector.externalKey": True}) or s.process(x), "key"),
-    (lambda s, x: stemstrip.Strip("5.2"), "5.2"),
+    (lambda s, x: stemstrip.render_file("missing.wav", "out.wav"), "missing.wav: no such file"),
     (lambda s, x: stemstrip.StripBank("stereo", 2)(np.zeros((2, 2, 1000), np.float32)), "multiple of 16"),
     (lambda s, x: stemstrip.StripBank("stereo", 2)(x), "shape (2, 1000)"),
 ])
@@ -133,9 +128,12 @@ def test_another_thread_runs_while_one_processes():
         other.join()
 
 
+# A NaN in one member renders as in its strip alone, and its neighbours in
+# the same core call are untouched by it.
 @pytest.mark.parametrize("fmt, channels, count", [("mono", 1, 3), ("stereo", 2, 5)])
 def test_bank_equals_its_strips_one_by_one(fmt, channels, count):
     audio = programme(count * channels, 4096, seed=6).reshape(count, channels, 4096)
+    audio[1, -1, 300] = np.nan
     bank = stemstrip.StripBank(fmt, count, RATE, preset="drum-bus")
     strips = [stemstrip.Strip(fmt, RATE, preset="drum-bus") for _ in range(count)]
     for member in range(1, count, 2):  # members with settings of their own
@@ -145,7 +143,7 @@ def test_bank_equals_its_strips_one_by_one(fmt, channels, count):
     for member, strip in enumerate(strips):
         alone = delayed(strip.process, audio[member])
         assert np.array_equal(bits(np.concatenate([first[member], second[member]], axis=-1)), bits(alone))
-    assert bank.read_meters(count - 1) == strips[-1].read_meters()
+    assert [bank.read_meters(member) for member in range(count)] == [strip.read_meters() for strip in strips]
 
 
 def test_plot_data_at_worked_points():
@@ -155,4 +153,5 @@ def test_plot_data_at_worked_points():
     # A +6 dB bell gives +6 dB at its centre; a post-dynamics cut adds to the total.
     bands = [{"enabled": True, "gainDb": 6}, {"enabled": True, "placement": "PostDynamics", "frequencyHz": 1000, "gainDb": -2}]
     eq = stemstrip.eq_response({"bands": bands}, [1000.0], RATE)
-    assert np.allclose([eq[k][0] for k in ("pre_dynamics_db", "post_dynamics_db", "total_db")], [6, -2, 4], atol=1e-3)
+    responses = [eq["bands"][0], eq["bands"][1], eq["pre_dynamics_db"], eq["post_dynamics_db"], eq["total_db"]]
+    assert np.allclose(np.concatenate(responses), [6, -2, 6, -2, 4], atol=1e-3)

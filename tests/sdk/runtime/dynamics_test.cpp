@@ -1,8 +1,8 @@
-// The dynamics measured from outside on steps of DC. Static curves follow
-// the textbook soft-knee formulas, written out here from threshold, ratio and
-// knee width. Time constants: the gain must cover 63 % of its change (in dB
-// for attack and release, in linear gain for parameter smoothing, which
-// glides linear factors) within 5 % of the set time.
+// The dynamics and their meters, measured from outside on steps of DC.
+// Static curves follow the textbook soft-knee formulas, written out here from
+// threshold, ratio and knee width. Time constants: the gain must cover 63 %
+// of its change (in dB for attack and release, in linear gain for parameter
+// smoothing, which glides linear factors) within 5 % of the set time.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -74,18 +74,23 @@ TEST(StaticCurves, CompressorLimiterAndExpanderFollowThresholdRatioKneeAndRange)
         for (double level = -80.0; level <= 0.0; level += 2.0) {
             Instance strip(Format::Mono, s, kRate, Aligned());
             EXPECT_NEAR(GainDb(strip, Steps({level}, 24000)).back(), expected(level), 0.1) << "at " << level << " dBFS";
+            // One stage at a time, so the reduction meters add up to its
+            // reduction; a meter reading the other's slot loses or doubles it.
+            const MeterSnapshot m = strip.readMeters();
+            EXPECT_NEAR(m.compReductionDb + m.expReductionDb, -expected(level), 0.1) << "meters at " << level << " dBFS";
         }
 }
 
 // Levels climb, then fall, in 0.5 dB steps placed 0.25 dB either side of the
 // thresholds: the gate must open at the first step at or above -40 dBFS and
-// close at the first step below -46 dBFS (threshold minus hysteresis).
-TEST(StaticCurves, GateOpensAtThresholdAndClosesBelowHysteresis) {
+// close at the first step below -46 dBFS (threshold minus hysteresis). Each
+// step lasts 200 ms: the hold, then six release time constants.
+TEST(Gate, OpensAtThresholdClosesBelowHysteresisAndHolds) {
     const Settings s{.expander = {.rangeDb = 60.0, .gate = true, .gateThresholdDb = -40.0, .hysteresisDb = 6.0,
-                                  .attackMs = 0.1, .releaseMs = 0.1},
+                                  .holdMs = 20.0, .attackMs = 1.0, .releaseMs = 30.0},
                      .detector = kDirect};
     Instance strip(Format::Mono, s, kRate, Aligned());
-    auto gainAt = [&](double level) { return GainDb(strip, Steps({level}, 480)).back(); };
+    auto gainAt = [&](double level) { return GainDb(strip, Steps({level}, 9600)).back(); };
     std::optional<double> opened, closed;
     for (double level = -49.75; level < -30.0 && !opened; level += 0.5)
         if (gainAt(level) > -1.0) opened = level;
@@ -94,6 +99,15 @@ TEST(StaticCurves, GateOpensAtThresholdAndClosesBelowHysteresis) {
     EXPECT_EQ(opened, -39.75);
     EXPECT_EQ(closed, -46.25);
     EXPECT_NEAR(gainAt(-55.0), -60.0, 0.1) << "closed, the gate applies exactly the range";
+
+    // The hold counter reloads on every sample where the gain rises, so close
+    // the shut gate again while it is still opening (20 ms after the -30 dB
+    // step it is within 1e-6 dB of 0 but still rising): the gain then stays
+    // put for holdMs before the release starts.
+    const std::vector<double> g = GainDb(strip, Steps({-30.0, -50.0, -50.0, -50.0, -50.0}, 960));
+    int held = 0;
+    while (std::abs(g[960 + held] - g[959]) < 1e-5) ++held;
+    EXPECT_NEAR(Ms(held), 20.0, 1.0);
 }
 
 TEST(TimeConstants, AttackAndReleaseOfBothStages) {
@@ -112,25 +126,6 @@ TEST(TimeConstants, AttackAndReleaseOfBothStages) {
         const double ms = Ms(SamplesTo63(GainDb(strip, Steps({step.fromDb, step.toDb}, 24000)), 24000, step.settledGainDb));
         EXPECT_NEAR(ms, step.expectedMs, 0.05 * step.expectedMs) << step.fromDb << " to " << step.toDb << " dBFS";
     }
-}
-
-// The counter reloads on every sample where the gain rises, so close the
-// gate while it is still opening (20 ms after the -40 dB step it is within
-// 1e-7 dB of 0 but still rising): the gain then stays put for holdMs before
-// the release starts.
-TEST(TimeConstants, GateHoldsForItsHoldTime) {
-    const Settings s{.expander = {.rangeDb = 40.0, .gate = true, .gateThresholdDb = -40.0, .hysteresisDb = 6.0,
-                                  .holdMs = 20.0, .attackMs = 1.0, .releaseMs = 30.0},
-                     .detector = kDirect};
-    Instance strip(Format::Mono, s, kRate, Aligned());
-    const int burst = 9600, close = burst + 960;
-    std::vector<float> x = Steps({-50.0}, burst);
-    for (double db : {-30.0, -50.0}) x.insert(x.end(), 960 * (db == -30.0 ? 1 : 5), Amp(db));
-    const std::vector<double> g = GainDb(strip, x);
-    ASSERT_LT(g[burst - 1], -39.9) << "shut before the burst";
-    int held = 0;
-    while (std::abs(g[close + held] - g[close - 1]) < 1e-5) ++held;
-    EXPECT_NEAR(Ms(held), 20.0, 1.0);
 }
 
 // New settings glide from the running gain; the very first call runs at its settings.
@@ -155,4 +150,26 @@ TEST(TimeConstants, DetectorDecaysToOneOverEInItsTimes) {
     EXPECT_NEAR(std::pow(double(k.peakDecay), 960.0), std::exp(-1.0), 1e-4);
     EXPECT_NEAR(std::pow(double(k.levelA1), 1440.0), std::exp(-1.0), 1e-4);
     EXPECT_NEAR(k.levelB0 / (1.0 - k.levelA1), 1.0, 1e-6);  // unity gain at DC
+}
+
+// Linked stereo on DC: both channels show the group's gain, the highest the
+// louder channel saw (before the attack). That channel (-12 dBFS, 18 dB over
+// at 2:1) sets 9 dB of reduction.
+TEST(Meters, DecibelsMatchTheLinearSignalAndReadClears) {
+    const Settings s{.compressor = {.thresholdDb = -30.0, .ratio = 2.0, .attackMs = 1.0}, .detector = kDirect, .inputMeterTrimDb = 6.0};
+    Instance strip(Format::Stereo, s, kRate, Aligned());
+    const Signal x{std::vector<float>(4800, 0.25f), std::vector<float>(4800, 0.125f)};
+    const Signal y = Stream(strip, x, [] { return 4800; });
+    const MeterSnapshot m = strip.readMeters();
+    for (int c = 0; c < 2; ++c) {
+        EXPECT_NEAR(m.inputPeakDb[c], Db(x[c][0]) + 6.0, 1e-3);
+        EXPECT_NEAR(m.outputPeakDb[c], Db(*std::max_element(y[c].begin(), y[c].end())), 1e-3);
+    }
+    EXPECT_NEAR(m.channelGainDb[0], Db(*std::max_element(y[0].begin(), y[0].end()) / 0.25), 0.01);
+    EXPECT_EQ(m.channelGainDb[1], m.channelGainDb[0]);
+    EXPECT_NEAR(m.compReductionDb, 9.0, 0.1);
+
+    const MeterSnapshot again = strip.readMeters();  // sample counts: the handoff and refusal tests
+    EXPECT_EQ(again.inputPeakDb[0], kMeterFloorDb);
+    EXPECT_EQ(again.compReductionDb, 0.0f);
 }

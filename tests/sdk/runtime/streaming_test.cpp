@@ -3,12 +3,19 @@
 // latency, and a neutral strip is that latency alone. Stream() also checks
 // that the core never writes past a host buffer. Settings from a control
 // thread and meter reads from a third thread cross to the audio thread whole
-// (kept short enough for ThreadSanitizer).
+// (kept short enough for ThreadSanitizer). A host's audio thread runs in a
+// flush-to-zero scope that gives the caller's mode back.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <bit>
+#include <cfloat>
+#include <cstdint>
+#include <pmmintrin.h>
 #include <thread>
+#include <xmmintrin.h>
 
+#include "stemstrip/denormals.hpp"
 #include "strip_harness.hpp"
 
 using namespace stemstrip;
@@ -20,8 +27,8 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
     Signal x = Noise(2, kLength, 7);
     for (auto& channel : x)
         for (int i = 0; i < kLength; ++i) channel[i] *= (i / 3000) % 2 ? 0.6f : 0.002f;
-    const auto render = [&](InstanceOptions o, std::function<int()> next, bool inPlace = false) {
-        Instance strip(Format::Stereo, Busy(), kRate, o);
+    const auto render = [&](InstanceOptions o, std::function<int()> next, bool inPlace = false, const Settings& s = Busy()) {
+        Instance strip(Format::Stereo, s, kRate, o);
         return Stream(strip, x, next, inPlace);
     };
     const Signal whole = render({}, [] { return kLength; });
@@ -48,8 +55,7 @@ TEST(Streaming, OutputIsIndependentOfChunkingAndTheLatencyIsTheOnlyDelay) {
                            .expander = {.thresholdDb = -30.0, .rangeDb = 20.0},
                            .detector = {.mode = DetectorMode::Average, .filter = SideChainFilter::HighPass},
                            .inputMeterTrimDb = 6.0};
-    Instance strip(Format::Stereo, neutral, kRate);
-    const Signal y = Stream(strip, x, [] { return 441; });
+    const Signal y = render({}, [] { return 441; }, false, neutral);
     for (int c = 0; c < 2; ++c)
         EXPECT_EQ(std::memcmp(x[c].data(), y[c].data() + latency, (kLength - latency) * sizeof(float)), 0) << "channel " << c;
 }
@@ -59,24 +65,39 @@ TEST(Handoff, SettingsAndMetersCrossThreadsWithoutLoss) {
     const Settings quiet{.smoothingMs = 0.0}, loud{.compressor = {.makeupDb = 6.0}, .smoothingMs = 0.0};
     Instance strip(Format::Stereo, quiet, kRate, Aligned());
     constexpr int kBlock = 64, kCalls = 3000;
-    std::vector<float> left(kBlock, 0.25f), right(kBlock, -0.25f), outL(kBlock), outR(kBlock);
-    const float* in[] = {left.data(), right.data()};
-    float* out[] = {outL.data(), outR.data()};
+    const Signal x{std::vector<float>(kCalls * kBlock, 0.25f), std::vector<float>(kCalls * kBlock, -0.25f)};
 
     std::atomic<bool> audioDone{false};
     std::atomic<long long> samplesRead{0};
     std::thread control([&] { for (int i = 0; i <= 200; ++i) strip.setSettings(i % 2 ? quiet : loud); });  // ends loud
     std::thread reader([&] { while (!audioDone) samplesRead += strip.readMeters().samples; });
-    for (int i = 0; i <= kCalls; ++i) {
-        if (i == kCalls) control.join();  // the last call picks up the last set
-        strip.process(in, out, kBlock);
-        // Every output is one of the two settings, never a torn mixture.
-        const double gain = Db(outL[0] / 0.25f);
-        EXPECT_TRUE(std::abs(gain) < 1e-4 || std::abs(gain - 6.0) < 1e-4) << gain;
-    }
+    int calls = 0;
+    const Signal y = Stream(strip, x, [&] {
+        if (++calls == kCalls) control.join();  // the last call picks up the last set
+        return kBlock;
+    });
     audioDone = true;
     reader.join();
-    EXPECT_NEAR(Db(outL.back() / 0.25f), 6.0, 1e-4);
+    // Every output is one of the two settings, never a torn mixture.
+    for (const float v : y[0]) ASSERT_TRUE(std::abs(Db(v / 0.25f)) < 1e-4 || std::abs(Db(v / 0.25f) - 6.0) < 1e-4) << v;
+    EXPECT_NEAR(Db(y[0].back() / 0.25f), 6.0, 1e-4);
     samplesRead += strip.readMeters().samples;
-    EXPECT_EQ(samplesRead, (kCalls + 1LL) * kBlock) << "read-and-clear lost or doubled samples";
+    EXPECT_EQ(samplesRead, kCalls * kBlock) << "read-and-clear lost or doubled samples";
+}
+
+TEST(Denormals, ScopeFlushesInsideAndRestoresTheCallersMode) {
+    if (!DenormalScope::Supported()) GTEST_SKIP() << "no flush-to-zero control on this platform";
+    volatile float tiny = FLT_MIN;
+    const unsigned before = _mm_getcsr();
+    {
+        DenormalScope scope;
+        // Bits, not a comparison: with denormals-are-zero alone a stored
+        // denormal would still compare equal to zero.
+        EXPECT_EQ(std::bit_cast<uint32_t>(tiny / 4.0f), 0u);
+        { DenormalScope nested; }
+        EXPECT_EQ(tiny / 4.0f, 0.0f) << "a nested scope restores flushing, not the default";
+    }
+    EXPECT_EQ(_mm_getcsr() & (_MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK),
+              before & (_MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK));
+    EXPECT_GT(tiny / 4.0f, 0.0f);
 }

@@ -75,10 +75,9 @@ inline Signal Stream(stemstrip::Instance& strip, const Signal& x, const std::fun
     return y;
 }
 
-// Runs a mono instance over the whole signal in one call (length rounded up
-// to 16 with zeros) and returns the output.
-inline std::vector<float> RunMono(stemstrip::Instance& strip, std::vector<float> x) {
-    x.resize((x.size() + 15) / 16 * 16, 0.0f);
+// Runs a mono instance over the whole signal in one call and returns the
+// output (aligned strips take lengths in multiples of 16).
+inline std::vector<float> RunMono(stemstrip::Instance& strip, const std::vector<float>& x) {
     return Stream(strip, {x}, [n = static_cast<int>(x.size())] { return n; })[0];
 }
 
