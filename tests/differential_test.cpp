@@ -54,7 +54,7 @@ TEST_P(EntryVsModel, MatchesBitForBitOverConsecutiveCalls) {
     for (int n = 0; n < ScenarioCount(kind, format); ++n) {
         const scenario::Options opt = OptionsFor(kind, format, n % 2 == 1);
         scenario::Scenario expected = gen.Make(format, opt);
-        for (int call = 0, calls = callCount(gen.Rng()); call < calls; ++call) {
+        for (int call = 0, calls = callCount(gen.rng); call < calls; ++call) {
             scenario::Scenario actual = expected;
             model::Entry(format, expected.Begin(), expected.End());
             if (kind != kShared && n % 16 == 0)

@@ -237,31 +237,26 @@ struct Gen {
     void FitSharedStorage(Scenario& s);
 };
 
-// Storage vector of a pointer: owner, output (not in place) or input, channel.
-int StorageKey(const Scenario& s, int instance, bool output, int channel) {
-    return (instance * 2 + (output && !s.instances[instance].inPlace)) * 64 + channel;
-}
-
 BufferRef& Slot(Instance& in, bool output, int j) { return output && !in.inPlace ? in.outShare[j] : in.inShare[j]; }
 
 void Gen::AddSharing(Scenario& s) {
     const int n = static_cast<int>(s.instances.size()), N = s.instances[0].formatChannels;
     for (Instance& in : s.instances) in.inShare.assign(in.inBufs.size(), {}), in.outShare.assign(N, {});
-    std::set<int> targeted;  // storage some redirected pointer points into
+    std::set<const std::vector<float>*> targeted;  // storage some redirected pointer points into
     // Points b's pointer (output or input j) into a's storage (output or input
     // c): b's pointer not yet redirected nor its own storage shared out, a's
     // storage used by a itself, and no other pointer of b into it.
     auto link = [&](int b, bool out, int j, int a, bool aOut, int c, int offset) {
         Instance& B = s.instances[b];
-        const int key = StorageKey(s, a, aOut, c);
-        if (Slot(B, out, j).instance >= 0 || targeted.count(StorageKey(s, b, out, j)) ||
+        const std::vector<float>* storage = &s.Storage({a, aOut, c});
+        if (Slot(B, out, j).instance >= 0 || targeted.count(&s.Storage({b, out, j})) ||
             Slot(s.instances[a], aOut, c).instance >= 0)
             return false;
         for (const auto* refs : {&B.inShare, &B.outShare})
             for (const BufferRef& r : *refs)
-                if (r.instance >= 0 && StorageKey(s, r.instance, r.output, r.channel) == key) return false;
+                if (r.instance >= 0 && &s.Storage(r) == storage) return false;
         Slot(B, out, j) = {a, aOut, c, offset};
-        targeted.insert(key);
+        targeted.insert(storage);
         return true;
     };
     auto offsetInto = [&](int a) {  // inside a's rounded length, now and then on its last float
@@ -361,7 +356,7 @@ void Scenario::Relink() {
 }
 
 Scenario Generator::Make(int format, const Options& opt) {
-    Gen g{rng_, opt};
+    Gen g{rng, opt};
     const int N = model::kFormats[format].channels, G = model::kFormats[format].groups;
     Scenario s;
     s.format = format;
@@ -404,14 +399,14 @@ Scenario Generator::Make(int format, const Options& opt) {
         std::generate(in.priv.end() - kCanaryFloats, in.priv.end(), [&] { return g.Canary(); });
         s.order.push_back(&in.ctx);
     }
-    std::shuffle(s.order.begin(), s.order.end(), rng_);
+    std::shuffle(s.order.begin(), s.order.end(), rng);
     if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s), g.FitSharedStorage(s);
     s.Relink();
     return s;
 }
 
 void Generator::Evolve(Scenario& s, const Options& opt) {
-    Gen g{rng_, opt};
+    Gen g{rng, opt};
     const int N = model::kFormats[s.format].channels, G = model::kFormats[s.format].groups;
     for (auto& c : s.counts)
         if (g.Chance(0.4)) c = g.SampleCount();

@@ -93,17 +93,13 @@ struct Options {
     int maxSharedLinks = 4;
 };
 
-class Generator {
-public:
-    explicit Generator(uint64_t seed) : rng_(seed) {}
+struct Generator {
+    explicit Generator(uint64_t seed) : rng(seed) {}
     Scenario Make(int format, const Options& opt = {});
     // Between two calls, as a host would: new audio, perhaps new counts, key
     // choices, targets and coefficients; states stay.
     void Evolve(Scenario& s, const Options& opt = {});
-    std::mt19937_64& Rng() { return rng_; }
-
-private:
-    std::mt19937_64 rng_;
+    std::mt19937_64 rng;
 };
 
 // Bit-for-bit comparison of two copies of one scenario (NaNs equal whatever
