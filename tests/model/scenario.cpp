@@ -267,9 +267,9 @@ void Gen::AddSharing(Scenario& s) {
     auto pickPair = [&](int& a, int& b) {
         a = Int(0, n - 1);
         if (Chance(0.5)) {
-            const int p = static_cast<int>(std::find(s.order.begin(), s.order.end(), &s.instances[a].ctx) - s.order.begin()) +
+            const int p = static_cast<int>(std::find(s.order.begin(), s.order.end(), a) - s.order.begin()) +
                           static_cast<int>(Sign()) * Int(1, 7);
-            if (p >= 0 && p < n) return void(b = s.IndexOf(s.order[p]));
+            if (p >= 0 && p < n) return void(b = s.order[p]);
         }
         do b = Int(0, n - 1); while (b == a);
     };
@@ -317,19 +317,10 @@ void Gen::FitSharedStorage(Scenario& s) {
 }  // namespace
 
 Scenario& Scenario::operator=(const Scenario& other) {
-    if (this == &other) return *this;
-    format = other.format, counts = other.counts, keyIndices = other.keyIndices;
+    format = other.format, counts = other.counts, keyIndices = other.keyIndices, order = other.order;
     dynCoefs = other.dynCoefs, eqTargets = other.eqTargets, instances = other.instances;
-    order.clear();  // contexts by identity: translated
-    for (SChannelStrip_Alg_Context* p : other.order) order.push_back(&instances[other.IndexOf(p)].ctx);
     Relink();
     return *this;
-}
-
-int Scenario::IndexOf(const SChannelStrip_Alg_Context* ctx) const {
-    int i = 0;
-    while (&instances[i].ctx != ctx) ++i;
-    return i;
 }
 
 std::vector<float>& Scenario::Storage(const BufferRef& r) {
@@ -353,6 +344,8 @@ void Scenario::Relink() {
                   &dynCoefs[in.dynCoefSlot], owner(in.dynStateOf).dynState.data(), &eqTargets[in.eqTargetSlot],
                   owner(in.eqCoefsOf).eqCoefs.data(), owner(in.eqStateOf).eqState.data(), &in.privPtr};
     }
+    array_.clear();
+    for (int i : order) array_.push_back(&instances[i].ctx);
 }
 
 Scenario Generator::Make(int format, const Options& opt) {
@@ -397,7 +390,7 @@ Scenario Generator::Make(int format, const Options& opt) {
         in.priv.resize(3 * N + 4 + kCanaryFloats);  // meters: zero, running or negative zero
         std::generate_n(in.priv.begin(), 3 * N + 4, [&] { return g.Pick({0.0f, 0.0f, 0.0f, static_cast<float>(g.Uniform(0.0, 1.5)), -0.0f}); });
         std::generate(in.priv.end() - kCanaryFloats, in.priv.end(), [&] { return g.Canary(); });
-        s.order.push_back(&in.ctx);
+        s.order.push_back(i);
     }
     std::shuffle(s.order.begin(), s.order.end(), rng);
     if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s), g.FitSharedStorage(s);
@@ -451,29 +444,28 @@ std::string Diff(const std::string& what, const void* x, const void* y, size_t b
 }  // namespace
 
 std::string Compare(const Scenario& a, const Scenario& b) {
-    for (size_t i = 0; i < a.instances.size(); ++i) {
+    std::string d;
+    auto block = [&](const std::string& what, const auto& x, const auto& y, bool (*exact)(size_t) = nullptr) {
+        if (d.empty()) d = Diff<float>(what, x.data(), y.data(), sizeof x[0] * x.size(), exact);
+    };
+    for (size_t i = 0; i < a.instances.size() && d.empty(); ++i) {
         const Instance &p = a.instances[i], &q = b.instances[i];
         const std::string at = "instance " + std::to_string(i) + " ";
-        std::string d;
-        auto block = [&](const std::string& what, const auto& x, const auto& y, bool (*exact)(size_t) = nullptr) {
-            if (d.empty()) d = Diff<float>(at + what, x.data(), y.data(), sizeof x[0] * x.size(), exact);
-        };
-        for (size_t c = 0; c < p.outBufs.size(); ++c) block("output " + std::to_string(c), p.outBufs[c], q.outBufs[c]);
-        for (size_t c = 0; c < p.inBufs.size(); ++c) block("input " + std::to_string(c), p.inBufs[c], q.inBufs[c]);
-        block("dynState", p.dynState, q.dynState, [](size_t w) { return w % 15 >= 11 && w % 15 <= 13; });  // gateOpen, holdCounter, reserved13
-        block("eqState", p.eqState, q.eqState);
-        block("private block", p.priv, q.priv);  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary
+        for (size_t c = 0; c < p.outBufs.size(); ++c) block(at + "output " + std::to_string(c), p.outBufs[c], q.outBufs[c]);
+        for (size_t c = 0; c < p.inBufs.size(); ++c) block(at + "input " + std::to_string(c), p.inBufs[c], q.inBufs[c]);
+        block(at + "dynState", p.dynState, q.dynState, [](size_t w) { return w % 15 >= 11 && w % 15 <= 13; });  // gateOpen, holdCounter, reserved13
+        block(at + "eqState", p.eqState, q.eqState);
+        block(at + "private block", p.priv, q.priv);  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary
         for (size_t r = 0; r < p.eqCoefs.size() && d.empty(); ++r) {
             d = Diff<float>(at + "eqCoefs.coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, sizeof p.eqCoefs[r].coefs);
             if (d.empty()) d = Diff<double>(at + "eqCoefs.accum", p.eqCoefs[r].accum, q.eqCoefs[r].accum, sizeof p.eqCoefs[r].accum);
         }
-        if (!d.empty()) return d;
     }
-    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
-        std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
-        a.counts != b.counts || a.keyIndices != b.keyIndices)
-        return "a read-only block was written";
-    return {};
+    if (d.empty() && (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
+                      std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
+                      a.counts != b.counts || a.keyIndices != b.keyIndices))
+        d = "a read-only block was written";
+    return d;
 }
 
 }  // namespace scenario

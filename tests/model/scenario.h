@@ -59,19 +59,22 @@ struct Scenario {
     std::vector<Dyn_SCoefsBlock> dynCoefs;
     std::vector<EQ_SCoefs> eqTargets;
     std::vector<Instance> instances;
-    std::vector<SChannelStrip_Alg_Context*> order;  // the array handed to the entry
+    std::vector<int> order;  // the call order, as indices into instances
 
     Scenario() = default;
     Scenario(const Scenario& other) { *this = other; }
     Scenario& operator=(const Scenario& other);
 
-    // Points every context and pointer table at this object's own storage.
+    // Points every context, pointer table and the entry's array at this
+    // object's own storage.
     void Relink();
     std::vector<float>& Storage(const BufferRef& r);
-    int IndexOf(const SChannelStrip_Alg_Context* ctx) const;
 
-    SChannelStrip_Alg_Context* const* Begin() const { return order.data(); }
-    const void* End() const { return order.data() + order.size(); }
+    SChannelStrip_Alg_Context* const* Begin() const { return array_.data(); }
+    const void* End() const { return array_.data() + array_.size(); }
+
+private:
+    std::vector<SChannelStrip_Alg_Context*> array_;  // the array handed to the entry
 };
 
 struct Options {

@@ -89,7 +89,7 @@ void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         g.ctx = arena.Place(&ctx, 1, kRead);
     }
     std::vector<SChannelStrip_Alg_Context*> order;
-    for (const SChannelStrip_Alg_Context* p : s.order) order.push_back(placed[s.IndexOf(p)].ctx);
+    for (int i : s.order) order.push_back(placed[i].ctx);
     SChannelStrip_Alg_Context* const* begin = arena.Place(order.data(), order.size(), kRead);
     entry(begin, begin + order.size());
 
