@@ -22,7 +22,6 @@
 namespace {
 
 namespace cli = stemstrip::cli;
-using cli::CliError;
 
 const std::string kOrigin = "fuzz.json";
 
@@ -34,7 +33,7 @@ const std::string kOrigin = "fuzz.json";
 // Every value the user wrote is the value the settings hold: `given` (the
 // document) must be contained in `held` (the settings written back), with
 // numbers equal by value and "+inf" spelled "inf".
-bool Holds(const stemstrip::cli::Json& given, const stemstrip::cli::Json& held) {
+bool Holds(const cli::Json& given, const cli::Json& held) {
     if (given.is_object()) {
         for (const auto& [key, value] : given.items())
             if (key != "description" && !(held.contains(key) && Holds(value, held[key]))) return false;
@@ -46,8 +45,7 @@ bool Holds(const stemstrip::cli::Json& given, const stemstrip::cli::Json& held) 
             if (!Holds(given[i], held[i])) return false;
         return true;
     }
-    if (given == "+inf") return held == "inf";
-    return given == held;
+    return given == "+inf" ? held == "inf" : given == held;
 }
 
 // What the host hands to the core must be usable as it is: finite numbers,
@@ -74,18 +72,18 @@ void ExpectHostValid(const stemstrip::CoefficientSet& set, stemstrip::Format f, 
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
-    stemstrip::cli::Json doc;
+    cli::Json doc;
     stemstrip::Settings settings;
     try {
-        doc = stemstrip::cli::ParseJsonText(text, kOrigin);
-        settings = stemstrip::cli::SettingsFromJson(doc, kOrigin);
-    } catch (const CliError& e) {  // names the file and says what is wrong
+        doc = cli::ParseJsonText(text, kOrigin);
+        settings = cli::SettingsFromJson(doc, kOrigin);
+    } catch (const cli::CliError& e) {  // names the file and says what is wrong
         if (const std::string m = e.what(); m.rfind(kOrigin + ": ", 0) != 0 || m.size() <= kOrigin.size() + 4)
             Finding("error message does not name the file and say what is wrong: " + m, text);
         return 0;
     }
 
-    const stemstrip::cli::Json held = stemstrip::cli::SettingsToJson(settings);
+    const cli::Json held = cli::SettingsToJson(settings);
     if (!Holds(doc, held)) Finding("accepted, but the settings do not hold what was written:\n" + held.dump(), text);
     const std::string written = held.dump();
     const std::string rewritten = cli::SettingsToJson(cli::SettingsFromJson(cli::ParseJsonText(written, kOrigin), kOrigin)).dump();
