@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -64,49 +66,37 @@ void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
     const auto dynCoefs = shared(s.dynCoefs, dynProt);
     const auto eqTargets = shared(s.eqTargets, eqProt);
 
-    struct Placed {
-        std::vector<float*> in, out;
-        SChannelStrip_Alg_Context* ctx;
+    // Blocks the entry may write, copied back into the scenario after the call.
+    std::vector<std::tuple<void*, const void*, size_t>> results;
+    auto writable = [&](auto* data, size_t count, int prot) {
+        auto* placed = arena.Place(data, count, prot);
+        if (prot == kWrite) results.emplace_back(data, placed, count * sizeof *data);
+        return placed;
     };
-    std::vector<Placed> placed(s.instances.size());
-    for (size_t i = 0; i < s.instances.size(); ++i) {
-        const scenario::Instance& src = s.instances[i];
-        Placed& g = placed[i];
+    std::vector<SChannelStrip_Alg_Context*> contexts;
+    for (scenario::Instance& src : s.instances) {
         const int n = src.formatChannels;
         // Of a skipped instance only the context, its two integers and the
         // input pointers and buffers stay readable.
         const int write = skipped(src) ? PROT_NONE : kWrite, read = skipped(src) ? PROT_NONE : kRead;
-        for (const auto& b : src.inBufs) g.in.push_back(arena.Place(b.data(), Samples(b), src.inPlace ? kWrite : kRead));
+        std::vector<float*> in, out;
+        for (auto& b : src.inBufs) in.push_back(writable(b.data(), Samples(b), src.inPlace ? kWrite : kRead));
         for (int c = 0; c < n; ++c)
-            g.out.push_back(src.inPlace ? g.in[c] : arena.Place(src.outBufs[c].data(), Samples(src.outBufs[c]), write));
-        float* priv = arena.Place(src.priv.data(), 3 * n + 4, write);
-        const SChannelStrip_Alg_Context ctx{arena.Place<const float*>(g.in.data(), g.in.size(), kRead),
-                                            arena.Place(g.out.data(), g.out.size(), read), keys[src.keySlot],
+            out.push_back(src.inPlace ? in[c] : writable(src.outBufs[c].data(), Samples(src.outBufs[c]), write));
+        float* priv = writable(src.priv.data(), 3 * n + 4, write);
+        const SChannelStrip_Alg_Context ctx{arena.Place<const float*>(in.data(), in.size(), kRead),
+                                            arena.Place(out.data(), out.size(), read), keys[src.keySlot],
                                             counts[src.countSlot], dynCoefs[src.dynCoefSlot],
-                                            arena.Place(src.dynState.data(), n, write), eqTargets[src.eqTargetSlot],
-                                            arena.Place(src.eqCoefs.data(), 1, write), arena.Place(src.eqState.data(), n, write),
+                                            writable(src.dynState.data(), n, write), eqTargets[src.eqTargetSlot],
+                                            writable(src.eqCoefs.data(), 1, write), writable(src.eqState.data(), n, write),
                                             arena.Place(&priv, 1, read)};
-        g.ctx = arena.Place(&ctx, 1, kRead);
+        contexts.push_back(arena.Place(&ctx, 1, kRead));
     }
     std::vector<SChannelStrip_Alg_Context*> order;
-    for (int i : s.order) order.push_back(placed[i].ctx);
+    for (int i : s.order) order.push_back(contexts[i]);
     SChannelStrip_Alg_Context* const* begin = arena.Place(order.data(), order.size(), kRead);
     entry(begin, begin + order.size());
-
-    for (size_t i = 0; i < s.instances.size(); ++i) {
-        scenario::Instance& dst = s.instances[i];
-        const Placed& g = placed[i];
-        const int n = dst.formatChannels;
-        if (skipped(dst)) continue;  // unreachable to the entry, so untouched
-        for (int c = 0; c < n; ++c) {
-            std::vector<float>& b = dst.inPlace ? dst.inBufs[c] : dst.outBufs[c];
-            std::copy_n(g.out[c], Samples(b), b.begin());
-        }
-        std::copy_n(g.ctx->dynState, n, dst.dynState.begin());
-        dst.eqCoefs[0] = *g.ctx->eqCoefs;
-        std::copy_n(g.ctx->eqState, n, dst.eqState.begin());
-        std::copy_n(*g.ctx->privateState, 3 * n + 4, dst.priv.begin());
-    }
+    for (auto [to, from, bytes] : results) std::memcpy(to, from, bytes);
 }
 
 }  // namespace stemstrip_test
