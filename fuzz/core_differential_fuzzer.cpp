@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "finding.h"
 #include "model/scenario.h"
 #include "model/strip_model.h"
 #include "support/entries.h"
@@ -124,21 +125,16 @@ void VisitCall(Reader& ar, scenario::Scenario& s) {
     s.Relink();
 }
 
-[[noreturn]] void Fail(const std::string& what) {
-    std::fprintf(stderr, "%s\n", what.c_str());
-    std::abort();
-}
-
 struct SharedLibrary {
     AlgEntry_Fn entries[model::kFormatCount];
     SharedLibrary() {
         const char* path = std::getenv("STEMSTRIP_LIBRARY");
         void* handle = path ? dlopen(path, RTLD_NOW | RTLD_LOCAL) : nullptr;
-        if (!handle) Fail(path ? std::string("dlopen: ") + dlerror() : "STEMSTRIP_LIBRARY not set: give the path of the shipped libstemstrip.so");
+        if (!handle) Finding(path ? std::string("dlopen: ") + dlerror() : "STEMSTRIP_LIBRARY not set: give the path of the shipped libstemstrip.so");
         for (int f = 0; f < model::kFormatCount; ++f) {
             const std::string name = std::string("AlgEntry_16_Stem_") + model::kFormats[f].name;
             entries[f] = reinterpret_cast<AlgEntry_Fn>(dlsym(handle, name.c_str()));
-            if (!entries[f]) Fail("dlsym: " + name);
+            if (!entries[f]) Finding("dlsym: " + name);
         }
     }
 };
@@ -159,7 +155,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         stemstrip_test::CallOnGuardedCopy(shipped.entries[model.format], library);
         for (const auto& [who, result] : {std::pair{"instrumented entry", &instrumented}, std::pair{"shared library", &library}})
             if (const std::string diff = scenario::Compare(model, *result); !diff.empty())
-                Fail(std::string(who) + " differs from the model at call " + std::to_string(call) + ": " + diff);
+                Finding(std::string(who) + " differs from the model at call " + std::to_string(call) + ": " + diff);
     }
     return 0;
 }
