@@ -260,20 +260,16 @@ void Gen::AddSharing(Scenario& s) {
         const int len = RoundedLength(s.counts[s.instances[a].countSlot]), o = Int(1, len - 1);
         return Chance(0.15) ? len - 1 : Chance(0.3) ? std::max(1, o / 4 * 4) : o;
     };
-    // Two distinct instances, half the time within one batch's reach in the call order.
-    auto pickPair = [&](int& a, int& b) {
-        a = Int(0, n - 1);
+    const int links = Int(1, std::max(1, opt.maxSharedLinks));
+    for (int attempt = 0, made = 0; attempt < 60 * links && made < links; ++attempt) {
+        // Two distinct instances, half the time within one batch's reach in the call order.
+        int a = Int(0, n - 1), b = -1;
         if (Chance(0.5)) {
             const int p = static_cast<int>(std::find(s.order.begin(), s.order.end(), a) - s.order.begin()) +
                           static_cast<int>(Sign()) * Int(1, 7);
-            if (p >= 0 && p < n) return void(b = s.order[p]);
+            if (p >= 0 && p < n) b = s.order[p];
         }
-        do b = Int(0, n - 1); while (b == a);
-    };
-    const int links = Int(1, std::max(1, opt.maxSharedLinks));
-    for (int attempt = 0, made = 0; attempt < 60 * links && made < links; ++attempt) {
-        int a, b;
-        pickPair(a, b);
+        while (b < 0 || b == a) b = Int(0, n - 1);
         const int kind = Int(0, 11), c = Int(0, N - 1), cb = Int(0, N - 1);
         if (kind <= 2 || kind == 7)  // b reads what a writes (often as its key), from its start or an offset
             made += link(b, false, Chance(0.5) ? N : Int(0, static_cast<int>(s.instances[b].inBufs.size()) - 1), a, true, c,
