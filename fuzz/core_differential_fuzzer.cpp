@@ -63,11 +63,10 @@ void Fold(int32_t& v, uint32_t modulus) { v = static_cast<int32_t>(static_cast<u
 void SizeBuffers(scenario::Scenario& s, scenario::Instance& in) {
     const int32_t count = s.counts[in.countSlot];
     const size_t samples = count < 1 ? 16 : static_cast<size_t>(count + 15) / 16 * 16;
-    in.inBufs.resize(in.formatChannels + in.extraInputs);
-    in.outBufs.resize(in.inPlace ? 0 : in.formatChannels);
-    for (auto* bufs : {&in.inBufs, &in.outBufs})
-        for (auto& b : *bufs) {
-            b.resize(samples + scenario::kCanaryFloats, bufs == &in.inBufs ? 0.0f : -7.5f);
+    for (auto* pointers : {&in.in, &in.out})
+        for (const scenario::Channel& p : *pointers) {
+            std::vector<float>& b = s.buffers[p.buffer];
+            b.resize(samples + scenario::kCanaryFloats, pointers == &in.in ? 0.0f : -7.5f);
             for (size_t i = samples; i < b.size(); ++i) b[i] = 1000.25f + static_cast<float>(i);
         }
 }
@@ -85,6 +84,7 @@ int VisitSetup(Reader& ar, scenario::Scenario& s) {
         in.extraInputs = ar.Small(1, 1, 2);
         in.inPlace = ar.Small(0, 0, 1) != 0;
         for (int* slot : {&in.countSlot, &in.keySlot, &in.dynCoefSlot, &in.eqTargetSlot}) *slot = ar.Small(0, 0, slots - 1);
+        scenario::AddBuffers(s, in);
         // One record past each writable block, compared afterwards: a write
         // there shows even where no guard page sits.
         in.dynState.resize(n + 1), in.eqCoefs.resize(2), in.eqState.resize(n + 1);
@@ -119,8 +119,8 @@ void VisitCall(Reader& ar, scenario::Scenario& s) {
         ar.Raw(in.dynState[0].dezipRate);
         if (ar.Small(0, 0, 1)) std::fill_n(in.priv.begin(), 3 * f.channels + 4, 0.0f);  // the host clears its meters
         SizeBuffers(s, in);
-        for (auto& buffer : in.inBufs)
-            for (size_t i = 0; i + scenario::kCanaryFloats < buffer.size(); ++i) ar.Raw(buffer[i]);
+        for (const scenario::Channel& p : in.in)
+            for (size_t i = 0; i + scenario::kCanaryFloats < s.buffers[p.buffer].size(); ++i) ar.Raw(s.buffers[p.buffer][i]);
     }
     s.Relink();
 }

@@ -45,8 +45,6 @@ struct GuardedArena {
     }
 };
 
-size_t Samples(const std::vector<float>& buffer) { return buffer.size() - scenario::kCanaryFloats; }
-
 }  // namespace
 
 void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
@@ -79,10 +77,13 @@ void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         // Of a skipped instance only the context, its two integers and the
         // input pointers and buffers stay readable.
         const int write = skipped(src) ? PROT_NONE : kWrite, read = skipped(src) ? PROT_NONE : kRead;
+        auto buffer = [&](const scenario::Channel& p, int prot) {
+            std::vector<float>& b = s.buffers[p.buffer];
+            return writable(b.data(), b.size() - scenario::kCanaryFloats, prot);
+        };
         std::vector<float*> in, out;
-        for (auto& b : src.inBufs) in.push_back(writable(b.data(), Samples(b), src.inPlace ? kWrite : kRead));
-        for (int c = 0; c < n; ++c)
-            out.push_back(src.inPlace ? in[c] : writable(src.outBufs[c].data(), Samples(src.outBufs[c]), write));
+        for (const scenario::Channel& p : src.in) in.push_back(buffer(p, src.inPlace ? kWrite : kRead));
+        for (int c = 0; c < n; ++c) out.push_back(src.inPlace ? in[c] : buffer(src.out[c], write));
         float* priv = writable(src.priv.data(), 3 * n + 4, write);
         const SChannelStrip_Alg_Context ctx{arena.Place<const float*>(in.data(), in.size(), kRead),
                                             arena.Place(out.data(), out.size(), read), keys[src.keySlot],
