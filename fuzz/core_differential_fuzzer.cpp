@@ -1,9 +1,9 @@
 // Differential fuzzing of the core: each input is a host scenario run for
 // several consecutive calls by the model, by the core's entries compiled into
 // this binary under the sanitizers (on the scenario's own buffers, whose
-// canaries must come back untouched), and by the shipped shared library (path in STEMSTRIP_LIBRARY; every block before
-// a guard page, read-only blocks read-only). All three must agree bit for
-// bit, NaN payloads aside. The seeds in corpus/core were written from the
+// canaries must come back untouched), and by the shipped shared library
+// (path in STEMSTRIP_LIBRARY; every block before a guard page, read-only
+// blocks read-only). All three must agree bit for bit, NaN payloads aside. The seeds in corpus/core were written from the
 // differential tests' scenario generator.
 #include <dlfcn.h>
 
@@ -47,9 +47,9 @@ struct Reader {
         std::memcpy(&v, data + pos, sizeof(T));
         pos += sizeof(T);
     }
-    // A small count or index in [lo, hi] from one byte; `v` if none is left.
-    int Small(int v, int lo, int hi) {
-        uint8_t b = static_cast<uint8_t>(v - lo);
+    // A small count or index in [lo, hi] from one byte; lo if none is left.
+    int Small(int lo, int hi) {
+        uint8_t b = 0;
         Raw(b);
         return lo + b % (hi - lo + 1);
     }
@@ -73,17 +73,17 @@ void SizeBuffers(scenario::Scenario& s, scenario::Instance& in) {
 
 // Shape and initial state of the scenario; returns how many calls follow.
 int VisitSetup(Reader& ar, scenario::Scenario& s) {
-    s.format = ar.Small(0, 0, model::kFormatCount - 1);
-    const int calls = ar.Small(1, 1, kMaxCalls);
-    const int instances = ar.Small(0, 0, kMaxInstances), slots = ar.Small(1, 1, std::max(1, instances));
+    s.format = ar.Small(0, model::kFormatCount - 1);
+    const int calls = ar.Small(1, kMaxCalls);
+    const int instances = ar.Small(0, kMaxInstances), slots = ar.Small(1, std::max(1, instances));
     s.counts.resize(slots), s.keyIndices.resize(slots), s.dynCoefs.resize(slots), s.eqTargets.resize(slots);
     s.instances.resize(instances);
     const int n = model::kFormats[s.format].channels;
     for (scenario::Instance& in : s.instances) {
         in.formatChannels = n;
-        in.extraInputs = ar.Small(1, 1, 2);
-        in.inPlace = ar.Small(0, 0, 1) != 0;
-        for (int* slot : {&in.countSlot, &in.keySlot, &in.dynCoefSlot, &in.eqTargetSlot}) *slot = ar.Small(0, 0, slots - 1);
+        in.extraInputs = ar.Small(1, 2);
+        in.inPlace = ar.Small(0, 1) != 0;
+        for (int* slot : {&in.countSlot, &in.keySlot, &in.dynCoefSlot, &in.eqTargetSlot}) *slot = ar.Small(0, slots - 1);
         scenario::AddBuffers(s, in);
         // One record past each writable block, compared afterwards: a write
         // there shows even where no guard page sits.
@@ -94,7 +94,7 @@ int VisitSetup(Reader& ar, scenario::Scenario& s) {
         for (int c = 0; c < n; ++c) ar.Raw(in.eqState[c]);
         for (int j = 0; j < 3 * n + 4; ++j) ar.Raw(in.priv[j]);
     }
-    const int rotation = ar.Small(0, 0, kMaxInstances - 1);  // the call order: a rotation of the instances
+    const int rotation = ar.Small(0, kMaxInstances - 1);  // the call order: a rotation of the instances
     for (int i = 0; i < instances; ++i) s.order.push_back((i + rotation) % instances);
     return calls;
 }
@@ -117,7 +117,7 @@ void VisitCall(Reader& ar, scenario::Scenario& s) {
     }
     for (scenario::Instance& in : s.instances) {
         ar.Raw(in.dynState[0].dezipRate);
-        if (ar.Small(0, 0, 1)) std::fill_n(in.priv.begin(), 3 * f.channels + 4, 0.0f);  // the host clears its meters
+        if (ar.Small(0, 1)) std::fill_n(in.priv.begin(), 3 * f.channels + 4, 0.0f);  // the host clears its meters
         SizeBuffers(s, in);
         for (const scenario::Channel& p : in.in)
             for (size_t i = 0; i + scenario::kCanaryFloats < s.buffers[p.buffer].size(); ++i) ar.Raw(s.buffers[p.buffer][i]);
