@@ -71,16 +71,16 @@ void CallOnGuardedCopy(AlgEntry_Fn entry, scenario::Scenario& s) {
         if (prot == kWrite) results.emplace_back(data, placed, count * sizeof *data);
         return placed;
     };
+    auto buffer = [&](const scenario::Channel& p, int prot) {  // the valid samples, without canaries
+        std::vector<float>& b = s.buffers[p.buffer];
+        return writable(b.data(), b.size() - scenario::kCanaryFloats, prot);
+    };
     std::vector<SChannelStrip_Alg_Context*> contexts;
     for (scenario::Instance& src : s.instances) {
         const int n = src.formatChannels;
         // Of a skipped instance only the context, its two integers and the
         // input pointers and buffers stay readable.
         const int write = skipped(src) ? PROT_NONE : kWrite, read = skipped(src) ? PROT_NONE : kRead;
-        auto buffer = [&](const scenario::Channel& p, int prot) {
-            std::vector<float>& b = s.buffers[p.buffer];
-            return writable(b.data(), b.size() - scenario::kCanaryFloats, prot);
-        };
         std::vector<float*> in, out;
         for (const scenario::Channel& p : src.in) in.push_back(buffer(p, src.inPlace ? kWrite : kRead));
         for (int c = 0; c < n; ++c) out.push_back(src.inPlace ? in[c] : buffer(src.out[c], write));
