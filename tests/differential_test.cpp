@@ -113,7 +113,7 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
     float in[4] = {1, 0, 0, 0}, out[4] = {9, 9, 9, 9};
     const float* ins[1] = {in};
     float* outs[1] = {out};
-    model::EQ_Process(1, &coefs, &state, ins, outs, 0, 1, 2, 0);
+    model::EQ_Process(1, &coefs, &state, ins, outs, 0, 1, 2);
     EXPECT_EQ(std::vector<float>(out, out + 4), (std::vector<float>{0.5f, 0.5f, 0.375f, 0.1875f}));
     EXPECT_EQ(state.z1[1], 0.09375f);
     EXPECT_EQ(state.z2[1], 0.0f);
@@ -123,7 +123,7 @@ TEST(ModelAnchors, EqualiserSectionAndGlide) {
     float in2[4] = {-0.0f, NAN, 3, -4};
     const float* ins2[1] = {in2};
     for (auto [b, e] : {std::pair{1, 1}, std::pair{5, 2}, std::pair{-3, -7}}) {
-        model::EQ_Process(1, &coefs, &state, ins2, outs, 0, b, e, 0);
+        model::EQ_Process(1, &coefs, &state, ins2, outs, 0, b, e);
         for (int j = 0; j < 4; ++j) EXPECT_EQ(model::Bits(out[j]), model::Bits(in2[j]));
         EXPECT_EQ(std::memcmp(&state, &frozen, sizeof state), 0);
     }

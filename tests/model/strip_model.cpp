@@ -95,10 +95,8 @@ void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate)
     }
 }
 
-void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
-                const float* const* in, float* const* out, int subBlockOffset,
-                int sectionBegin, int sectionEnd, int blockStart) {
-    const int pos = blockStart + subBlockOffset;
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state, const float* const* in,
+                float* const* out, int pos, int sectionBegin, int sectionEnd) {
     for (int c = 0; c < channels; ++c) {
         float x[4];
         for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
@@ -187,12 +185,10 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
 
 namespace {
 
-void Dynamics_Process(int N, const SChannelStrip_Alg_Context* ctx,
-                      const float* const* in, float* const* out, const float* key,
-                      int subBlockOffset, float* runState, int blockStart) {
+void Dynamics_Process(int N, const SChannelStrip_Alg_Context* ctx, const float* const* in, float* const* out,
+                      const float* key, int pos, float* runState) {
     const Dyn_SCoefsBlock& K = *ctx->dynCoefs;
     Dyn_SState* st = ctx->dynState;
-    const int pos = blockStart + subBlockOffset;
 
     // 1. Detector pre-filter of every channel's side-chain source; 2. the
     // per-sample maximum magnitude within each group.
@@ -230,13 +226,13 @@ void Dynamics_Process(int N, const SChannelStrip_Alg_Context* ctx,
 // ---------------------------------------------------------------------------
 // Bypass and peak meters
 
-void OutputMeters(int N, int blockLength, const float* const* in, float* const* out,
-                  float* inputPeaks, float* outputPeaks, const Dyn_SCoefsBlock* K,
-                  int blockStart) {
+// Over the 16 samples of the block from blockStart.
+void OutputMeters(int N, const float* const* in, float* const* out, float* inputPeaks, float* outputPeaks,
+                  const Dyn_SCoefsBlock* K, int blockStart) {
     const bool bypassed = K->bypass >= 1;
     for (int c = 0; c < N; ++c) {
         float a = inputPeaks[c], b = outputPeaks[c];
-        for (int i = blockStart; i < blockStart + blockLength; ++i) {
+        for (int i = blockStart; i < blockStart + 16; ++i) {
             if (bypassed) out[c][i] = in[c][i];
             const float v = std::fabs(in[c][i] * K->inputMeterGain);
             if (v > a) a = v;
@@ -267,15 +263,15 @@ void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void*
         float* priv = *ctx->privateState;  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N]
         int32_t blockStart = 0;
         do {
-            for (int sub = 0; sub < 16; sub += 4) {
+            for (int pos = blockStart; pos < blockStart + 16; pos += 4) {  // four sub-blocks of four
                 EQ_DezipStep(*ctx->eqCoefs, target, rate);
-                EQ_Process(N, ctx->eqCoefs, ctx->eqState, ctx->inputs, out, sub, target.sectionBegin[0], target.sectionEnd[0], blockStart);
-                Dynamics_Process(N, ctx, out, out, key, sub, priv + 2 * N, blockStart);
-                EQ_Process(N, ctx->eqCoefs, ctx->eqState, out, out, sub, target.sectionBegin[1], target.sectionEnd[1], blockStart);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, ctx->inputs, out, pos, target.sectionBegin[0], target.sectionEnd[0]);
+                Dynamics_Process(N, ctx, out, out, key, pos, priv + 2 * N);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, out, out, pos, target.sectionBegin[1], target.sectionEnd[1]);
             }
             for (int i = 0; i < EQ_kCoefCount; ++i)  // the float copy refreshed from accum once per block
                 ctx->eqCoefs->coefs[i] = static_cast<float>(ctx->eqCoefs->accum[i]);
-            OutputMeters(N, 16, ctx->inputs, out, priv, priv + N, ctx->dynCoefs, blockStart);
+            OutputMeters(N, ctx->inputs, out, priv, priv + N, ctx->dynCoefs, blockStart);
             blockStart += 16;
         } while (blockStart < n);
     }

@@ -38,9 +38,9 @@ float DbToAmp(float db);
 
 void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate);
 
-void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
-                const float* const* in, float* const* out, int subBlockOffset,
-                int sectionBegin, int sectionEnd, int blockStart);
+// Four samples from `pos` through sections [sectionBegin, sectionEnd).
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state, const float* const* in,
+                float* const* out, int pos, int sectionBegin, int sectionEnd);
 
 void ProcessAudioGain4(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
                        float t, int slot, float* dynamicsRunState);
