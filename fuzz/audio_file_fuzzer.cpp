@@ -17,15 +17,11 @@
 
 #include "audio_file.hpp"
 #include "cli_error.hpp"
+#include "finding.h"
 
 namespace {
 
 constexpr int64_t kMaxSamplesRead = 1 << 20;  // bounds the time one input may take
-
-[[noreturn]] void Finding(const std::string& what) {
-    std::fprintf(stderr, "%s\n", what.c_str());
-    std::abort();
-}
 
 // The input as a file: a memfd written afresh each time, opened by its /proc path.
 const std::string& Fill(const uint8_t* data, size_t size) {

@@ -138,19 +138,16 @@ struct Gen {
     // Settled, or gliding from elsewhere, from a few ulps away, from a sub-ulp
     // residue or partly from zero.
     void FillSmoothed(EQ_SDezipCoefs& d, const EQ_SCoefs& target) {
-        if (Chance(opt.settledEq)) {
-            Snap(d, target, Chance(0.5));
-        } else {
-            const int kind = Int(0, 3);
-            for (int i = 0; i < EQ_kCoefCount; ++i) {
-                float f = target.coefs[i];
-                double a = kind == 0 ? Uniform(-2.0, 2.0) : kind == 2 ? f + Uniform(-1e-7, 1e-7) : kind == 3 && Chance(0.5) ? 0.0 : f;
-                if (kind == 1 && std::isfinite(f)) {
-                    for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
-                    a = f;
-                }
-                d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
+        if (Chance(opt.settledEq)) return Snap(d, target, Chance(0.5));
+        const int kind = Int(0, 3);
+        for (int i = 0; i < EQ_kCoefCount; ++i) {
+            float f = target.coefs[i];
+            double a = kind == 0 ? Uniform(-2.0, 2.0) : kind == 2 ? f + Uniform(-1e-7, 1e-7) : kind == 3 && Chance(0.5) ? 0.0 : f;
+            if (kind == 1 && std::isfinite(f)) {
+                for (int k = Int(1, 4); k > 0; --k) f = std::nextafter(f, 4.0f * Sign());
+                a = f;
             }
+            d.accum[i] = a, d.coefs[i] = static_cast<float>(a);
         }
     }
 
@@ -220,76 +217,69 @@ struct Gen {
         s.dezipRate = Pick({0.0f, 1.0f, 0.5f, r, r, r});
     }
 
-    // Every buffer padded to the rounded length, then canaries; outputs hold stale host content.
-    void FillBuffers(const Scenario& s, Instance& in) {
-        const int len = RoundedLength(s.counts[in.countSlot]);
-        in.inBufs.resize(in.formatChannels + in.extraInputs);
-        in.outBufs.resize(in.inPlace ? 0 : in.formatChannels);
-        for (auto* bufs : {&in.inBufs, &in.outBufs})
-            for (auto& b : *bufs) {
-                b.assign(len + kCanaryFloats, 0.0f);
-                FillAudio(b, len);
-                std::generate(b.begin() + len, b.end(), [&] { return Canary(); });
-            }
+    // New audio in every buffer as far as the pointers into it reach (the
+    // pointer's instance's rounded length past its offset), then canaries;
+    // outputs hold stale host content.
+    void FillBuffers(Scenario& s) {
+        std::vector<int> reach(s.buffers.size());
+        for (const Instance& in : s.instances)
+            for (const auto* pointers : {&in.in, &in.out})
+                for (const Channel& p : *pointers)
+                    reach[p.buffer] = std::max(reach[p.buffer], p.offset + RoundedLength(s.counts[in.countSlot]));
+        for (size_t b = 0; b < s.buffers.size(); ++b) {
+            std::vector<float>& v = s.buffers[b];
+            v.assign(reach[b] + kCanaryFloats, 0.0f);
+            FillAudio(v, reach[b]);
+            std::generate(v.end() - kCanaryFloats, v.end(), [&] { return Canary(); });
+        }
     }
 
     void AddSharing(Scenario& s);
-    void FitSharedStorage(Scenario& s);
 };
 
-// Storage vector of a pointer: owner, output (not in place) or input, channel.
-int StorageKey(const Scenario& s, int instance, bool output, int channel) {
-    return (instance * 2 + (output && !s.instances[instance].inPlace)) * 64 + channel;
-}
-
-BufferRef& Slot(Instance& in, bool output, int j) { return output && !in.inPlace ? in.outShare[j] : in.inShare[j]; }
+// Output pointer j (an input pointer when in place) or input pointer j.
+Channel& Pointer(Instance& in, bool output, int j) { return output && !in.inPlace ? in.out[j] : in.in[j]; }
 
 void Gen::AddSharing(Scenario& s) {
     const int n = static_cast<int>(s.instances.size()), N = s.instances[0].formatChannels;
-    for (Instance& in : s.instances) in.inShare.assign(in.inBufs.size(), {}), in.outShare.assign(N, {});
-    std::set<int> targeted;  // storage some redirected pointer points into
-    // Points b's pointer (output or input j) into a's storage (output or input
-    // c): b's pointer not yet redirected nor its own storage shared out, a's
-    // storage used by a itself, and no other pointer of b into it.
+    std::set<int> targeted;                  // buffers some redirected pointer points into
+    std::set<const Channel*> redirected;
+    // Points b's pointer (output or input j) into the buffer of a's (output or
+    // input c): b's pointer not yet redirected nor its buffer shared out, a's
+    // pointer not redirected, and no other pointer of b into that buffer.
     auto link = [&](int b, bool out, int j, int a, bool aOut, int c, int offset) {
         Instance& B = s.instances[b];
-        const int key = StorageKey(s, a, aOut, c);
-        if (Slot(B, out, j).instance >= 0 || targeted.count(StorageKey(s, b, out, j)) ||
-            Slot(s.instances[a], aOut, c).instance >= 0)
-            return false;
-        for (const auto* refs : {&B.inShare, &B.outShare})
-            for (const BufferRef& r : *refs)
-                if (r.instance >= 0 && StorageKey(s, r.instance, r.output, r.channel) == key) return false;
-        Slot(B, out, j) = {a, aOut, c, offset};
-        targeted.insert(key);
+        Channel &p = Pointer(B, out, j), &q = Pointer(s.instances[a], aOut, c);
+        if (redirected.count(&p) || targeted.count(p.buffer) || redirected.count(&q)) return false;
+        for (const auto* pointers : {&B.in, &B.out})
+            for (const Channel& r : *pointers)
+                if (r.buffer == q.buffer) return false;
+        p = {q.buffer, offset};
+        redirected.insert(&p), targeted.insert(q.buffer);
         return true;
     };
     auto offsetInto = [&](int a) {  // inside a's rounded length, now and then on its last float
         const int len = RoundedLength(s.counts[s.instances[a].countSlot]), o = Int(1, len - 1);
         return Chance(0.15) ? len - 1 : Chance(0.3) ? std::max(1, o / 4 * 4) : o;
     };
-    // Two distinct instances, half the time within one batch's reach in the call order.
-    auto pickPair = [&](int& a, int& b) {
-        a = Int(0, n - 1);
-        if (Chance(0.5)) {
-            const int p = static_cast<int>(std::find(s.order.begin(), s.order.end(), &s.instances[a].ctx) - s.order.begin()) +
-                          static_cast<int>(Sign()) * Int(1, 7);
-            if (p >= 0 && p < n) return void(b = s.IndexOf(s.order[p]));
-        }
-        do b = Int(0, n - 1); while (b == a);
-    };
     const int links = Int(1, std::max(1, opt.maxSharedLinks));
     for (int attempt = 0, made = 0; attempt < 60 * links && made < links; ++attempt) {
-        int a, b;
-        pickPair(a, b);
+        // Two distinct instances, half the time within one batch's reach in the call order.
+        int a = Int(0, n - 1), b = -1;
+        if (Chance(0.5)) {
+            const int p = static_cast<int>(std::find(s.order.begin(), s.order.end(), a) - s.order.begin()) +
+                          static_cast<int>(Sign()) * Int(1, 7);
+            if (p >= 0 && p < n) b = s.order[p];
+        }
+        while (b < 0 || b == a) b = Int(0, n - 1);
         const int kind = Int(0, 11), c = Int(0, N - 1), cb = Int(0, N - 1);
         if (kind <= 2 || kind == 7)  // b reads what a writes (often as its key), from its start or an offset
-            made += link(b, false, Chance(0.5) ? N : Int(0, static_cast<int>(s.instances[b].inBufs.size()) - 1), a, true, c,
+            made += link(b, false, Chance(0.5) ? N : Int(0, static_cast<int>(s.instances[b].in.size()) - 1), a, true, c,
                          kind == 7 ? offsetInto(a) : 0);
         else if (kind <= 4)  // b writes where a writes
             made += link(b, true, cb, a, true, c, Chance(0.2) ? offsetInto(a) : 0);
         else if (kind <= 6)  // b's output starts in (now and then at) a's input
-            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].inBufs.size()) - 1),
+            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].in.size()) - 1),
                          Chance(0.2) ? 0 : offsetInto(a));
         else {  // b uses a's whole writable block
             int Instance::*field = Pick({&Instance::dynStateOf, &Instance::eqCoefsOf, &Instance::eqStateOf, &Instance::privOf});
@@ -301,67 +291,39 @@ void Gen::AddSharing(Scenario& s) {
     }
 }
 
-// Grows every storage vector another instance points into to that instance's
-// rounded length past the offset, plus a fresh canary.
-void Gen::FitSharedStorage(Scenario& s) {
-    for (Instance& in : s.instances)
-        for (const auto* refs : {&in.inShare, &in.outShare})
-            for (const BufferRef& r : *refs) {
-                if (r.instance < 0 || (refs == &in.outShare && in.inPlace)) continue;
-                std::vector<float>& v = s.Storage(r);
-                const size_t need = r.offset + RoundedLength(s.counts[in.countSlot]) + kCanaryFloats;
-                if (v.size() >= need) continue;
-                const size_t old = v.size() - kCanaryFloats;
-                v.resize(need);
-                const float amp = static_cast<float>(Uniform(0.0, 1.0));
-                std::generate(v.begin() + old, v.end() - kCanaryFloats, [&] { return amp * static_cast<float>(Uniform(-1, 1)); });
-                std::generate(v.end() - kCanaryFloats, v.end(), [&] { return Canary(); });
-            }
-}
-
 }  // namespace
 
 Scenario& Scenario::operator=(const Scenario& other) {
-    if (this == &other) return *this;
-    format = other.format, counts = other.counts, keyIndices = other.keyIndices;
-    dynCoefs = other.dynCoefs, eqTargets = other.eqTargets, instances = other.instances;
-    order.clear();  // contexts by identity: translated
-    for (SChannelStrip_Alg_Context* p : other.order) order.push_back(&instances[other.IndexOf(p)].ctx);
+    format = other.format, counts = other.counts, keyIndices = other.keyIndices, order = other.order;
+    dynCoefs = other.dynCoefs, eqTargets = other.eqTargets, buffers = other.buffers, instances = other.instances;
     Relink();
     return *this;
 }
 
-int Scenario::IndexOf(const SChannelStrip_Alg_Context* ctx) const {
-    int i = 0;
-    while (&instances[i].ctx != ctx) ++i;
-    return i;
-}
-
-std::vector<float>& Scenario::Storage(const BufferRef& r) {
-    Instance& o = instances[r.instance];
-    return r.output && !o.inPlace ? o.outBufs[r.channel] : o.inBufs[r.channel];
+void AddBuffers(Scenario& s, Instance& in) {
+    in.in.resize(in.formatChannels + in.extraInputs), in.out.resize(in.inPlace ? 0 : in.formatChannels);
+    for (auto* pointers : {&in.in, &in.out})
+        for (Channel& p : *pointers) p = {static_cast<int>(s.buffers.size())}, s.buffers.emplace_back();
 }
 
 void Scenario::Relink() {
     for (Instance& in : instances) {
-        auto pointer = [&](const std::vector<BufferRef>& refs, size_t j, std::vector<float>& own) {
-            return j < refs.size() && refs[j].instance >= 0 ? Storage(refs[j]).data() + refs[j].offset : own.data();
-        };
+        auto at = [&](const Channel& p) { return buffers[p.buffer].data() + p.offset; };
         auto owner = [&](int of) -> Instance& { return of >= 0 ? instances[of] : in; };
-        in.inPtrs.resize(in.inBufs.size());
-        for (size_t j = 0; j < in.inBufs.size(); ++j) in.inPtrs[j] = pointer(in.inShare, j, in.inBufs[j]);
-        in.outPtrs.resize(in.formatChannels);
-        for (int c = 0; c < in.formatChannels; ++c)
-            in.outPtrs[c] = in.inPlace ? const_cast<float*>(in.inPtrs[c]) : pointer(in.outShare, c, in.outBufs[c]);
+        in.inPtrs.clear(), in.outPtrs.clear();
+        for (const Channel& p : in.in) in.inPtrs.push_back(at(p));
+        for (int c = 0; c < in.formatChannels; ++c) in.outPtrs.push_back(at(in.inPlace ? in.in[c] : in.out[c]));
         in.privPtr = owner(in.privOf).priv.data();
         in.ctx = {in.inPtrs.data(), in.outPtrs.data(), &keyIndices[in.keySlot], &counts[in.countSlot],
                   &dynCoefs[in.dynCoefSlot], owner(in.dynStateOf).dynState.data(), &eqTargets[in.eqTargetSlot],
                   owner(in.eqCoefsOf).eqCoefs.data(), owner(in.eqStateOf).eqState.data(), &in.privPtr};
     }
+    array_.clear();
+    for (int i : order) array_.push_back(&instances[i].ctx);
 }
 
 Scenario Generator::Make(int format, const Options& opt) {
-    Gen g{rng_, opt};
+    Gen g{rng, opt};
     const int N = model::kFormats[format].channels, G = model::kFormats[format].groups;
     Scenario s;
     s.format = format;
@@ -385,7 +347,7 @@ Scenario Generator::Make(int format, const Options& opt) {
         in.extraInputs = g.Int(1, 2);
         in.inPlace = g.Chance(opt.inPlace);
         in.countSlot = slot(), in.keySlot = slot(), in.dynCoefSlot = slot(), in.eqTargetSlot = slot();
-        g.FillBuffers(s, in);
+        AddBuffers(s, in);
         in.dynState.resize(N + 1);
         for (auto& r : in.dynState) g.FillDynState(r);
         if (g.Chance(opt.variety * 0.5)) in.dynState[0].dezipRate = g.SpecialRate();
@@ -402,16 +364,17 @@ Scenario Generator::Make(int format, const Options& opt) {
         in.priv.resize(3 * N + 4 + kCanaryFloats);  // meters: zero, running or negative zero
         std::generate_n(in.priv.begin(), 3 * N + 4, [&] { return g.Pick({0.0f, 0.0f, 0.0f, static_cast<float>(g.Uniform(0.0, 1.5)), -0.0f}); });
         std::generate(in.priv.end() - kCanaryFloats, in.priv.end(), [&] { return g.Canary(); });
-        s.order.push_back(&in.ctx);
+        s.order.push_back(i);
     }
-    std::shuffle(s.order.begin(), s.order.end(), rng_);
-    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s), g.FitSharedStorage(s);
+    std::shuffle(s.order.begin(), s.order.end(), rng);
+    if (opt.sharedMemory > 0 && instances >= 2 && g.Chance(opt.sharedMemory)) g.AddSharing(s);
+    g.FillBuffers(s);
     s.Relink();
     return s;
 }
 
 void Generator::Evolve(Scenario& s, const Options& opt) {
-    Gen g{rng_, opt};
+    Gen g{rng, opt};
     const int N = model::kFormats[s.format].channels, G = model::kFormats[s.format].groups;
     for (auto& c : s.counts)
         if (g.Chance(0.4)) c = g.SampleCount();
@@ -425,13 +388,12 @@ void Generator::Evolve(Scenario& s, const Options& opt) {
         if (g.Chance(0.1)) K.channelGroup[g.Int(0, N - 1)] = g.Int(0, G - 1);  // a channel changes owner
     }
     for (Instance& in : s.instances) {
-        g.FillBuffers(s, in);
         if (g.Chance(0.1)) in.dynState[0].dezipRate = static_cast<float>(g.Uniform(0.0, 1.0));
         if (g.Chance(opt.variety * 0.2)) in.dynState[0].dezipRate = g.SpecialRate();
         if (g.Chance(0.2)) std::fill_n(in.priv.begin(), 3 * N + 4, 0.0f);  // the host clears its meters
         if (g.Chance(opt.settledEq * 0.3)) g.Snap(in.eqCoefs[0], s.eqTargets[in.eqTargetSlot], g.Chance(0.5));
     }
-    g.FitSharedStorage(s);
+    g.FillBuffers(s);
     s.Relink();
 }
 
@@ -456,29 +418,27 @@ std::string Diff(const std::string& what, const void* x, const void* y, size_t b
 }  // namespace
 
 std::string Compare(const Scenario& a, const Scenario& b) {
-    for (size_t i = 0; i < a.instances.size(); ++i) {
+    std::string d;
+    auto block = [&](const std::string& what, const auto& x, const auto& y, bool (*exact)(size_t) = nullptr) {
+        if (d.empty()) d = Diff<float>(what, x.data(), y.data(), sizeof x[0] * x.size(), exact);
+    };
+    for (size_t i = 0; i < a.buffers.size(); ++i) block("buffer " + std::to_string(i), a.buffers[i], b.buffers[i]);
+    for (size_t i = 0; i < a.instances.size() && d.empty(); ++i) {
         const Instance &p = a.instances[i], &q = b.instances[i];
         const std::string at = "instance " + std::to_string(i) + " ";
-        std::string d;
-        auto block = [&](const std::string& what, const auto& x, const auto& y, bool (*exact)(size_t) = nullptr) {
-            if (d.empty()) d = Diff<float>(at + what, x.data(), y.data(), sizeof x[0] * x.size(), exact);
-        };
-        for (size_t c = 0; c < p.outBufs.size(); ++c) block("output " + std::to_string(c), p.outBufs[c], q.outBufs[c]);
-        for (size_t c = 0; c < p.inBufs.size(); ++c) block("input " + std::to_string(c), p.inBufs[c], q.inBufs[c]);
-        block("dynState", p.dynState, q.dynState, [](size_t w) { return w % 15 >= 11 && w % 15 <= 13; });  // gateOpen, holdCounter, reserved13
-        block("eqState", p.eqState, q.eqState);
-        block("private block", p.priv, q.priv);  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary
+        block(at + "dynState", p.dynState, q.dynState, [](size_t w) { return w % 15 >= 11 && w % 15 <= 13; });  // gateOpen, holdCounter, reserved13
+        block(at + "eqState", p.eqState, q.eqState);
+        block(at + "private block", p.priv, q.priv);  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N], canary
         for (size_t r = 0; r < p.eqCoefs.size() && d.empty(); ++r) {
             d = Diff<float>(at + "eqCoefs.coefs", p.eqCoefs[r].coefs, q.eqCoefs[r].coefs, sizeof p.eqCoefs[r].coefs);
             if (d.empty()) d = Diff<double>(at + "eqCoefs.accum", p.eqCoefs[r].accum, q.eqCoefs[r].accum, sizeof p.eqCoefs[r].accum);
         }
-        if (!d.empty()) return d;
     }
-    if (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
-        std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
-        a.counts != b.counts || a.keyIndices != b.keyIndices)
-        return "a read-only block was written";
-    return {};
+    if (d.empty() && (std::memcmp(a.dynCoefs.data(), b.dynCoefs.data(), a.dynCoefs.size() * sizeof(Dyn_SCoefsBlock)) != 0 ||
+                      std::memcmp(a.eqTargets.data(), b.eqTargets.data(), a.eqTargets.size() * sizeof(EQ_SCoefs)) != 0 ||
+                      a.counts != b.counts || a.keyIndices != b.keyIndices))
+        d = "a read-only block was written";
+    return d;
 }
 
 }  // namespace scenario

@@ -17,33 +17,27 @@ namespace scenario {
 // record after every writable record array: they must come back untouched.
 inline constexpr int kCanaryFloats = 16;
 
-// A channel pointer into a buffer owned by another instance, held as indices
-// so that a deep copy reproduces the sharing inside the copy.
-struct BufferRef {
-    int instance = -1;    // owner; -1: the instance's own buffer
-    bool output = false;  // the owner's output buffer (its input if it works in place), else its input
-    int channel = 0;
-    int offset = 0;  // floats from the start of that buffer
+// A channel pointer: `offset` floats into one of the scenario's buffers, held
+// as indices so that a deep copy reproduces any sharing inside the copy.
+struct Channel {
+    int buffer = 0, offset = 0;
 };
 
 struct Instance {
-    int formatChannels = 0;
-    int extraInputs = 0;   // key buffers past the N channels
-    bool inPlace = false;  // outputs alias the input buffers
+    int formatChannels = 0, extraInputs = 0;  // N, and the key buffers past them
+    bool inPlace = false;  // outputs alias the first N inputs
     int countSlot = 0, keySlot = 0, dynCoefSlot = 0, eqTargetSlot = 0;  // into the Scenario's read-only blocks
 
-    std::vector<std::vector<float>> inBufs;   // N + extraInputs, each padded + canary
-    std::vector<std::vector<float>> outBufs;  // N, unused when inPlace
+    // N + extraInputs input pointers and N output pointers (none when
+    // inPlace). Two pointers into one buffer, of two instances, are memory
+    // they share.
+    std::vector<Channel> in, out;
     std::vector<Dyn_SState> dynState;         // N + 1 canary
     std::vector<EQ_SDezipCoefs> eqCoefs;      // 1 + 1 canary
     std::vector<EQ_SState> eqState;           // N + 1 canary
     std::vector<float> priv;                  // 3N + 4 + kCanaryFloats
 
-    // Memory shared with other instances (empty / -1: the instance's own).
-    // inShare[j] redirects input pointer j (for an in-place instance, j < N,
-    // also output pointer j), outShare[c] output pointer c; the *Of fields
-    // borrow another instance's whole writable block.
-    std::vector<BufferRef> inShare, outShare;
+    // Another instance's whole writable block borrowed (-1: the instance's own).
     int dynStateOf = -1, eqCoefsOf = -1, eqStateOf = -1, privOf = -1;
 
     // Rebuilt by Scenario::Relink().
@@ -58,21 +52,27 @@ struct Scenario {
     std::vector<int32_t> counts, keyIndices;
     std::vector<Dyn_SCoefsBlock> dynCoefs;
     std::vector<EQ_SCoefs> eqTargets;
+    std::vector<std::vector<float>> buffers;  // every audio buffer, padded + canary
     std::vector<Instance> instances;
-    std::vector<SChannelStrip_Alg_Context*> order;  // the array handed to the entry
+    std::vector<int> order;  // the call order, as indices into instances
 
     Scenario() = default;
     Scenario(const Scenario& other) { *this = other; }
     Scenario& operator=(const Scenario& other);
 
-    // Points every context and pointer table at this object's own storage.
+    // Points every context, pointer table and the entry's array at this
+    // object's own storage.
     void Relink();
-    std::vector<float>& Storage(const BufferRef& r);
-    int IndexOf(const SChannelStrip_Alg_Context* ctx) const;
 
-    SChannelStrip_Alg_Context* const* Begin() const { return order.data(); }
-    const void* End() const { return order.data() + order.size(); }
+    SChannelStrip_Alg_Context* const* Begin() const { return array_.data(); }
+    const void* End() const { return array_.data() + array_.size(); }
+
+private:
+    std::vector<SChannelStrip_Alg_Context*> array_;  // the array handed to the entry
 };
+
+// Gives every pointer of `in` a new, empty buffer of its own.
+void AddBuffers(Scenario& s, Instance& in);
 
 struct Options {
     double inPlace = 0.05;
@@ -93,17 +93,13 @@ struct Options {
     int maxSharedLinks = 4;
 };
 
-class Generator {
-public:
-    explicit Generator(uint64_t seed) : rng_(seed) {}
+struct Generator {
+    explicit Generator(uint64_t seed) : rng(seed) {}
     Scenario Make(int format, const Options& opt = {});
     // Between two calls, as a host would: new audio, perhaps new counts, key
     // choices, targets and coefficients; states stay.
     void Evolve(Scenario& s, const Options& opt = {});
-    std::mt19937_64& Rng() { return rng_; }
-
-private:
-    std::mt19937_64 rng_;
+    std::mt19937_64 rng;
 };
 
 // Bit-for-bit comparison of two copies of one scenario (NaNs equal whatever

@@ -45,8 +45,10 @@ float RoundProven(long double v, const char* table, int index) {
     return r;
 }
 
+// Built once on first use; each entry is verified to be the exactly rounded
+// float of its definition (the program aborts if that cannot be proven).
 struct Tables {
-    float log2lut[513] = {0.0f}, powH[512] = {1.0f}, powL[512];
+    float log2lut[513] = {0.0f}, powH[512] = {1.0f}, powL[512];  // log2(1 + i/512), 2^(i/512), 2^((i + 0.5)/2^18)
 
     Tables() {  // 1 + i/512 is exact in long double; the exact ends are set apart
         for (int i = 1; i < 512; ++i) log2lut[i] = RoundProven(std::log2(1.0L + i / 512.0L), "log2", i);
@@ -63,10 +65,6 @@ const Tables& GetTables() {
 
 }  // namespace
 
-const float* Log2LUT() { return GetTables().log2lut; }
-const float* PowTableH() { return GetTables().powH; }
-const float* PowTableL() { return GetTables().powL; }
-
 // ---------------------------------------------------------------------------
 // dB conversions
 
@@ -74,7 +72,7 @@ float AmpToDb(float d) {
     if (!(0.0f < d)) return -140.0f;
     const uint32_t u = Bits(d), i = (u >> 14) & 0x1FFu, f = u & 0x3FFFu;
     const int32_t e = static_cast<int32_t>((u >> 23) & 0xFFu);
-    const float* lut = Log2LUT();
+    const float* lut = GetTables().log2lut;
     const float base = lut[i] + static_cast<float>(e - 127);
     const float frac = static_cast<float>(f) * 6.1035156e-05f;  // 2^-14
     return std::fma(lut[i + 1] - lut[i], frac, base) * 6.0206003f;
@@ -82,7 +80,7 @@ float AmpToDb(float d) {
 
 float DbToAmp(float g) {
     const uint32_t u = static_cast<uint32_t>(TruncToInt32(std::fma(g, 1393317.625f, 1065353216.0f)));
-    const float m = PowTableH()[(u >> 14) & 0x1FFu] * PowTableL()[(u >> 5) & 0x1FFu];
+    const float m = GetTables().powH[(u >> 14) & 0x1FFu] * GetTables().powL[(u >> 5) & 0x1FFu];
     return FromBits((u & 0xFF800000u) | (Bits(m) & 0x007FFFFFu));
 }
 
@@ -97,15 +95,8 @@ void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate)
     }
 }
 
-void EQ_DezipRefresh(EQ_SDezipCoefs& smoothed) {
-    for (int i = 0; i < EQ_kCoefCount; ++i)
-        smoothed.coefs[i] = static_cast<float>(smoothed.accum[i]);
-}
-
-void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
-                const float* const* in, float* const* out, int subBlockOffset,
-                int sectionBegin, int sectionEnd, int blockStart) {
-    const int pos = blockStart + subBlockOffset;
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state, const float* const* in,
+                float* const* out, int pos, int sectionBegin, int sectionEnd) {
     for (int c = 0; c < channels; ++c) {
         float x[4];
         for (int j = 0; j < 4; ++j) x[j] = in[c][pos + j];
@@ -137,36 +128,29 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
     S->expRangeDb = std::fma(K.expRangeDbTarget - S->expRangeDb, t, S->expRangeDb);
     S->outputGain = std::fma(K.outputGainTarget - S->outputGain, t, S->outputGain);
 
-    // Level filter and peak detector (both always run), then the detector's choice in dB.
-    float d[4], L[4];
-    float z1 = S->levelZ1, z2 = S->levelZ2, e = S->peakEnvelope;
+    // Sample by sample; every stage's state carries over to the next sample.
+    const int32_t holdReload = TruncToInt32(static_cast<float>(K.holdSamples));
+    float z1 = S->levelZ1, z2 = S->levelZ2, e = S->peakEnvelope, pc = S->compGainDb, p = S->expGainDb;
+    int32_t h = S->holdCounter;
+    bool open = S->gateOpen > 0;
     for (int k = 0; k < 4; ++k) {
+        // Level filter and peak detector (both always run), then the detector's choice in dB.
         const float xk = x[k];
         const float y = std::fma(xk, K.levelB0, z1);
         z1 = std::fma(y, K.levelA1, std::fma(xk, K.levelB1, z2));
         z2 = std::fma(y, K.levelA2, xk * K.levelB2);
         S->levelOut = y;
         e = (xk > e) ? xk : e * K.peakDecay;
-        d[k] = K.detectorMode < 1 ? e : y;
-        L[k] = AmpToDb(d[k]);
-    }
-    S->levelZ1 = z1, S->levelZ2 = z2, S->peakEnvelope = e;
+        const float d = K.detectorMode < 1 ? e : y, l = AmpToDb(d);
 
-    // Compressor, and expander with gate and hold, sample by sample.
-    float compGain[4], expGain[4];
-    const int32_t holdReload = TruncToInt32(static_cast<float>(K.holdSamples));
-    float pc = S->compGainDb, p = S->expGainDb;
-    int32_t h = S->holdCounter;
-    bool open = S->gateOpen > 0;
-    for (int k = 0; k < 4; ++k) {
-        const float l = L[k];
+        // Compressor.
         const float ct = l > K.compKneeTopDb      ? (l - K.compThresholdDb) * K.compSlope
                          : l > K.compKneeBottomDb ? std::fma(K.compKneeB, l, K.compKneeA * (l * l)) + K.compKneeC
                                                   : 0.0f;
         pc = std::fma(ct <= pc ? K.compAttackCoef : K.compReleaseCoef, ct - pc, pc);
         if (pc < S->compFloorDb) pc = S->compFloorDb;
-        compGain[k] = pc;
 
+        // Expander with gate and hold.
         float curve = 0.0f;
         if (l < K.expKneeBottomDb)
             curve = (l - K.expThresholdDb) * K.expSlope;
@@ -183,20 +167,17 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
         } else {
             p = std::fma(K.expReleaseCoef, target - p, p);
         }
-        expGain[k] = p;
-    }
-    S->compGainDb = pc, S->expGainDb = p, S->holdCounter = h, S->gateOpen = open ? 1 : 0;
 
-    // Linear gains and meters.
-    for (int k = 0; k < 4; ++k) {
-        const float gc = DbToAmp(compGain[k]), ge = DbToAmp(expGain[k]), G = gc * ge;
+        // Linear gain and meters.
+        const float gc = DbToAmp(pc), ge = DbToAmp(p), G = gc * ge;
         x[k] = S->outputGain * G;
-
-        if (G > m[1] || (m[1] == 0.0f && d[k] > m[0])) m[1] = G, m[0] = d[k];
+        if (G > m[1] || (m[1] == 0.0f && d > m[0])) m[1] = G, m[0] = d;
         if (1.0f - gc > m[2]) m[2] = 1.0f - gc;
         if (1.0f - ge > m[3]) m[3] = 1.0f - ge;
         if (G > m[slot]) m[slot] = G;
     }
+    S->levelZ1 = z1, S->levelZ2 = z2, S->peakEnvelope = e;
+    S->compGainDb = pc, S->expGainDb = p, S->holdCounter = h, S->gateOpen = open ? 1 : 0;
 }
 
 // ---------------------------------------------------------------------------
@@ -204,17 +185,17 @@ void ProcessAudioGain4(float* x, Dyn_SState* S, const SChannelStrip_Alg_Context*
 
 namespace {
 
-void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
-                      const float* const* in, float* const* out, const float* key,
-                      int subBlockOffset, float* runState, int blockStart) {
+void Dynamics_Process(int N, const SChannelStrip_Alg_Context* ctx, const float* const* in, float* const* out,
+                      const float* key, int pos, float* runState) {
     const Dyn_SCoefsBlock& K = *ctx->dynCoefs;
     Dyn_SState* st = ctx->dynState;
-    const int pos = blockStart + subBlockOffset;
 
-    // 1. Detector pre-filter of every channel's side-chain source.
-    float sc[8][4];
+    // 1. Detector pre-filter of every channel's side-chain source; 2. the
+    // per-sample maximum magnitude within each group.
+    float sc[8][4], row[8][4] = {};
     for (int c = 0; c < N; ++c) {
         const float* src = (K.keySource == 1 && key != nullptr) ? key : in[c];
+        float* groupRow = row[K.channelGroup[c]];
         float z1 = st[c].detFilterZ1, z2 = st[c].detFilterZ2;
         for (int i = 0; i < 4; ++i) {
             const float x = src[pos + i];
@@ -222,18 +203,9 @@ void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
             z1 = std::fma(y, K.detFilterA1, std::fma(x, K.detFilterB1, z2));
             z2 = std::fma(y, K.detFilterA2, x * K.detFilterB2);
             sc[c][i] = y;
+            if (std::fabs(y) > groupRow[i]) groupRow[i] = std::fabs(y);
         }
         st[c].detFilterZ1 = z1, st[c].detFilterZ2 = z2;
-    }
-
-    // 2. Per-sample maximum magnitude within each group.
-    float row[8][4] = {};
-    for (int c = 0; c < N; ++c) {
-        const int g = K.channelGroup[c];
-        for (int i = 0; i < 4; ++i) {
-            const float a = std::fabs(sc[c][i]);
-            if (a > row[g][i]) row[g][i] = a;
-        }
     }
 
     // 3. One gain computer per group, run in its lowest channel's record; 4.
@@ -254,13 +226,13 @@ void Dynamics_Process(int N, int G, const SChannelStrip_Alg_Context* ctx,
 // ---------------------------------------------------------------------------
 // Bypass and peak meters
 
-void OutputMeters(int N, int blockLength, const float* const* in, float* const* out,
-                  float* inputPeaks, float* outputPeaks, const Dyn_SCoefsBlock* K,
-                  int blockStart) {
+// Over the 16 samples of the block from blockStart.
+void OutputMeters(int N, const float* const* in, float* const* out, float* inputPeaks, float* outputPeaks,
+                  const Dyn_SCoefsBlock* K, int blockStart) {
     const bool bypassed = K->bypass >= 1;
     for (int c = 0; c < N; ++c) {
         float a = inputPeaks[c], b = outputPeaks[c];
-        for (int i = blockStart; i < blockStart + blockLength; ++i) {
+        for (int i = blockStart; i < blockStart + 16; ++i) {
             if (bypassed) out[c][i] = in[c][i];
             const float v = std::fabs(in[c][i] * K->inputMeterGain);
             if (v > a) a = v;
@@ -277,7 +249,7 @@ void OutputMeters(int N, int blockLength, const float* const* in, float* const* 
 // Driver
 
 void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void* end) {
-    const int N = kFormats[formatIndex].channels, G = kFormats[formatIndex].groups;
+    const int N = kFormats[formatIndex].channels;
     for (SChannelStrip_Alg_Context* const* it = begin; static_cast<const void*>(it) != end; ++it) {
         const SChannelStrip_Alg_Context* ctx = *it;
         const int32_t k = *ctx->sideChainIndex;
@@ -291,14 +263,15 @@ void Entry(int formatIndex, SChannelStrip_Alg_Context* const* begin, const void*
         float* priv = *ctx->privateState;  // inputPeaks[N], outputPeaks[N], dynamicsRunState[4 + N]
         int32_t blockStart = 0;
         do {
-            for (int sub = 0; sub < 16; sub += 4) {
+            for (int pos = blockStart; pos < blockStart + 16; pos += 4) {  // four sub-blocks of four
                 EQ_DezipStep(*ctx->eqCoefs, target, rate);
-                EQ_Process(N, ctx->eqCoefs, ctx->eqState, ctx->inputs, out, sub, target.sectionBegin[0], target.sectionEnd[0], blockStart);
-                Dynamics_Process(N, G, ctx, out, out, key, sub, priv + 2 * N, blockStart);
-                EQ_Process(N, ctx->eqCoefs, ctx->eqState, out, out, sub, target.sectionBegin[1], target.sectionEnd[1], blockStart);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, ctx->inputs, out, pos, target.sectionBegin[0], target.sectionEnd[0]);
+                Dynamics_Process(N, ctx, out, out, key, pos, priv + 2 * N);
+                EQ_Process(N, ctx->eqCoefs, ctx->eqState, out, out, pos, target.sectionBegin[1], target.sectionEnd[1]);
             }
-            EQ_DezipRefresh(*ctx->eqCoefs);
-            OutputMeters(N, 16, ctx->inputs, out, priv, priv + N, ctx->dynCoefs, blockStart);
+            for (int i = 0; i < EQ_kCoefCount; ++i)  // the float copy refreshed from accum once per block
+                ctx->eqCoefs->coefs[i] = static_cast<float>(ctx->eqCoefs->accum[i]);
+            OutputMeters(N, ctx->inputs, out, priv, priv + N, ctx->dynCoefs, blockStart);
             blockStart += 16;
         } while (blockStart < n);
     }

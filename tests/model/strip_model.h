@@ -29,13 +29,7 @@ int32_t TruncToInt32(float v);
 inline uint32_t Bits(float v) { return std::bit_cast<uint32_t>(v); }
 inline float FromBits(uint32_t u) { return std::bit_cast<float>(u); }
 
-// --- lookup tables and dB conversions --------------------------------------
-
-// Built once on first use; each entry is verified to be the exactly rounded
-// float of its definition (the program aborts if that cannot be proven).
-const float* Log2LUT();    // 513 entries, log2(1 + i/512)
-const float* PowTableH();  // 512 entries, 2^(i/512)
-const float* PowTableL();  // 512 entries, 2^((i + 0.5)/262144)
+// --- dB conversions through lookup tables ----------------------------------
 
 float AmpToDb(float amplitude);
 float DbToAmp(float db);
@@ -43,11 +37,10 @@ float DbToAmp(float db);
 // --- stages ----------------------------------------------------------------
 
 void EQ_DezipStep(EQ_SDezipCoefs& smoothed, const EQ_SCoefs& target, float rate);
-void EQ_DezipRefresh(EQ_SDezipCoefs& smoothed);
 
-void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state,
-                const float* const* in, float* const* out, int subBlockOffset,
-                int sectionBegin, int sectionEnd, int blockStart);
+// Four samples from `pos` through sections [sectionBegin, sectionEnd).
+void EQ_Process(int channels, const EQ_SDezipCoefs* coefs, EQ_SState* state, const float* const* in,
+                float* const* out, int pos, int sectionBegin, int sectionEnd);
 
 void ProcessAudioGain4(float* x, Dyn_SState* state, const SChannelStrip_Alg_Context* ctx,
                        float t, int slot, float* dynamicsRunState);
