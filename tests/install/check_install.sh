@@ -30,7 +30,7 @@ case $mode in
 prefix)
   prefix=$work/prefix
   cmake --install "$build" --prefix "$prefix" --strip >/dev/null
-  for check in exports imports needed data aliases; do
+  for check in exports imports data; do
     bash "$source/tests/library/check_freestanding.sh" $check "$prefix/lib/libstemstrip.so.0"
   done
   # Every file and shell block of the README's section, as written there.
