@@ -272,16 +272,18 @@ void Gen::AddSharing(Scenario& s) {
             if (p >= 0 && p < n) b = s.order[p];
         }
         while (b < 0 || b == a) b = Int(0, n - 1);
+        // Every draw is its own statement: the order of a call's arguments is
+        // unspecified, and a seed must give the same scenario with any compiler.
         const int kind = Int(0, 11), c = Int(0, N - 1), cb = Int(0, N - 1);
-        if (kind <= 2 || kind == 7)  // b reads what a writes (often as its key), from its start or an offset
-            made += link(b, false, Chance(0.5) ? N : Int(0, static_cast<int>(s.instances[b].in.size()) - 1), a, true, c,
-                         kind == 7 ? offsetInto(a) : 0);
-        else if (kind <= 4)  // b writes where a writes
+        if (kind <= 2 || kind == 7) {  // b reads what a writes (often as its key), from its start or an offset
+            const int j = Chance(0.5) ? N : Int(0, static_cast<int>(s.instances[b].in.size()) - 1);
+            made += link(b, false, j, a, true, c, kind == 7 ? offsetInto(a) : 0);
+        } else if (kind <= 4) {  // b writes where a writes
             made += link(b, true, cb, a, true, c, Chance(0.2) ? offsetInto(a) : 0);
-        else if (kind <= 6)  // b's output starts in (now and then at) a's input
-            made += link(b, true, cb, a, false, Int(0, static_cast<int>(s.instances[a].in.size()) - 1),
-                         Chance(0.2) ? 0 : offsetInto(a));
-        else {  // b uses a's whole writable block
+        } else if (kind <= 6) {  // b's output starts in (now and then at) a's input
+            const int ca = Int(0, static_cast<int>(s.instances[a].in.size()) - 1);
+            made += link(b, true, cb, a, false, ca, Chance(0.2) ? 0 : offsetInto(a));
+        } else {  // b uses a's whole writable block
             int Instance::*field = Pick({&Instance::dynStateOf, &Instance::eqCoefsOf, &Instance::eqStateOf, &Instance::privOf});
             const bool lent = std::any_of(s.instances.begin(), s.instances.end(), [&](const Instance& o) { return o.*field == b; });
             if (s.instances[a].*field >= 0 || s.instances[b].*field >= 0 || lent) continue;
