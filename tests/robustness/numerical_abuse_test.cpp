@@ -12,7 +12,7 @@
 #include <random>
 
 #include "core_strip.hpp"
-#include "extreme_settings.h"
+#include "workloads.h"
 
 #if defined(__SSE__)
 #include <pmmintrin.h>

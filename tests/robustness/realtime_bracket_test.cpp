@@ -1,5 +1,5 @@
-// The audio path of realtime_workload.h inside a real-time bracket, and the
-// proof that the bracket is real. Built twice:
+// The audio path of workloads.h (RunRealtimeWorkload) inside a real-time
+// bracket, and the proof that the bracket is real. Built twice:
 //  - robustness_seccomp_tests: a seccomp filter that allows exit and nothing
 //    else, so any system call kills the whole process with SIGSYS. (Strict
 //    mode would allow read and write, and kill only the offending thread.)
@@ -20,7 +20,7 @@
 #include <cstdlib>
 #include <functional>
 
-#include "realtime_workload.h"
+#include "workloads.h"
 
 #if defined(REALTIME_SANITIZER)
 extern "C" void __rtsan_realtime_enter();
