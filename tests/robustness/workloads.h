@@ -54,10 +54,8 @@ inline std::vector<NamedSettings> ExtremeSettings() {
     slow.smoothingMs = 10000.0;
     slow.compressor = {.thresholdDb = -200.0, .ratio = 20.0, .attackMs = 10000.0, .releaseMs = 10000.0};
     slow.inputMeterTrimDb = 60.0;
-    return {{"brickwall_at_minus_140_with_huge_makeup", limiter},
-            {"gate_at_minus_140_longest_hold", gate},
-            {"widest_knees_slowest_decay_sharpest_key_filter", knees},
-            {"eight_bands_at_full_boost_instant_glide", eq},
+    return {{"brickwall_at_minus_140_with_huge_makeup", limiter}, {"gate_at_minus_140_longest_hold", gate},
+            {"widest_knees_slowest_decay_sharpest_key_filter", knees}, {"eight_bands_at_full_boost_instant_glide", eq},
             {"slowest_everything_floor_threshold", slow}};
 }
 
