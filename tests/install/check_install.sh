@@ -16,7 +16,6 @@ fail() { echo "FAIL ($mode): $*"; exit 1; }
 # The demo renders, hosts list the plugins and one renders a demo file.
 run_installed() {  # <bin-dir> <lv2-dir>
   "$1/stemstrip" demo "$work/demo" >/dev/null || fail "stemstrip demo failed"
-  local plugins
   plugins=$(LV2_PATH=$2 lv2ls)
   grep -qx 'urn:stemstrip:lv2:mono' <<<"$plugins" || fail "lv2ls in $2 lists: $plugins"
   LV2_PATH=$2 lv2apply -i "$work/demo/dialogue-in.wav" -o "$work/lv2-out.wav" urn:stemstrip:lv2:mono ||

@@ -11,7 +11,7 @@
 
 #include "model/scenario.h"
 #include "model/strip_model.h"
-#include "realtime_workload.h"
+#include "workloads.h"
 #include "stemstrip.h"
 #include "core_strip.hpp"
 

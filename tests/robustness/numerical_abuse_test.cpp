@@ -12,7 +12,7 @@
 #include <random>
 
 #include "core_strip.hpp"
-#include "extreme_settings.h"
+#include "workloads.h"
 
 #if defined(__SSE__)
 #include <pmmintrin.h>
@@ -33,7 +33,7 @@ void SetMode(unsigned) {}
 const unsigned kModes[] = {0};
 #endif
 
-using stemstrip::Format;
+using namespace stemstrip;
 
 constexpr double kRate = 48000.0;
 constexpr int kCall = 512;
@@ -54,8 +54,8 @@ float Programme(std::mt19937& rng, int channel, long i) {
 // One instance started at designed settings and called through its format's
 // entry: the core alone, without the SDK's recovery between calls.
 struct Core {
-    Core(Format f, const stemstrip::CoefficientSet& set)
-        : strip(f), entry(stemstrip::runtime::EntryFor(f)), in(strip.channels(), std::vector<float>(kCall)), out(in) {
+    Core(Format f, const CoefficientSet& set)
+        : strip(f), entry(runtime::EntryFor(f)), in(strip.channels(), std::vector<float>(kCall)), out(in) {
         strip.start(set);
         std::vector<const float*> inPtrs;
         std::vector<float*> outPtrs;
@@ -68,7 +68,7 @@ struct Core {
         entry(&context, &context + 1);
     }
 
-    stemstrip::runtime::CoreStrip strip;
+    runtime::CoreStrip strip;
     AlgEntry_Fn entry;
     std::vector<std::vector<float>> in, out;
 };
@@ -83,7 +83,7 @@ bool NotNan(float v) { return !std::isnan(v); }
 // must come out bit for bit as in the clean twin, channels inside it share
 // its gains, which must stay finite. Without, the twins must agree on every
 // channel. The meters a host reads never take a NaN.
-void RunTwins(Format f, const stemstrip::CoefficientSet& set, double seconds, bool bursts) {
+void RunTwins(Format f, const CoefficientSet& set, double seconds, bool bursts) {
     Core clean(f, set), burst(f, set);
     const int n = clean.strip.channels();
     std::mt19937 rng(7);
@@ -99,7 +99,7 @@ void RunTwins(Format f, const stemstrip::CoefficientSet& set, double seconds, bo
         burst.call();
         const unsigned after = Mode();
         SetMode(kModes[0]);
-        const std::string where = std::string(stemstrip::FormatName(f)) + " at " + std::to_string(start);
+        const std::string where = std::string(FormatName(f)) + " at " + std::to_string(start);
         ASSERT_EQ(after, mode) << where << ": the floating-point mode";
         for (Core* core : {&clean, &burst}) {
             // Peaks in, peaks out, the dynamics meters: 3n + 4 floats from inputPeaks().
@@ -114,16 +114,16 @@ void RunTwins(Format f, const stemstrip::CoefficientSet& set, double seconds, bo
                 ASSERT_TRUE(All(burst.out[c].data(), kCall, Finite)) << where << ": channel " << c << " (linked)";
         }
     }
+    // Channel 0's recursive EQ section keeps the burst: the twins did differ.
     if (bursts)
-        EXPECT_FALSE(All(burst.out[0].data(), kCall, NotNan)) << stemstrip::FormatName(f)
-                                                             << ": the burst should still be in channel 0's EQ state";
+        EXPECT_FALSE(All(burst.out[0].data(), kCall, NotNan)) << FormatName(f) << ": the NaN left channel 0's EQ";
 }
 
 class ExtremeSettingsForAMinute : public ::testing::TestWithParam<int> {};
 
 TEST_P(ExtremeSettingsForAMinute, MetersNeverNanAndAudioStaysFinite) {
-    const auto f = static_cast<Format>((3 * GetParam() + 10) % stemstrip::kFormatCount);
-    RunTwins(f, stemstrip::Design(robustness::ExtremeSettings()[GetParam()].settings, f, kRate), 60.0, false);
+    const auto f = static_cast<Format>((3 * GetParam() + 10) % kFormatCount);
+    RunTwins(f, Design(robustness::ExtremeSettings()[GetParam()].settings, f, kRate), 60.0, false);
 }
 
 INSTANTIATE_TEST_SUITE_P(Corners, ExtremeSettingsForAMinute,
@@ -131,11 +131,11 @@ INSTANTIATE_TEST_SUITE_P(Corners, ExtremeSettingsForAMinute,
                          [](const auto& info) { return robustness::ExtremeSettings()[info.param].name; });
 
 TEST(NanBursts, StayInsideTheLinkingGroupOfTheirChannel) {
-    stemstrip::Settings s{.compressor = {.thresholdDb = -30.0, .ratio = 4.0, .attackMs = 1.0},
+    Settings s{.compressor = {.thresholdDb = -30.0, .ratio = 4.0, .attackMs = 1.0},
                           .expander = {.gate = true, .gateThresholdDb = -50.0, .holdMs = 5.0}};
     s.bands[0] = {.enabled = true, .gainDb = 6.0};  // a recursive section that keeps the NaN in its state
-    for (int f = 0; f < stemstrip::kFormatCount; ++f)
-        RunTwins(static_cast<Format>(f), stemstrip::Design(s, static_cast<Format>(f), kRate), 5.0, true);
+    for (int f = 0; f < kFormatCount; ++f)
+        RunTwins(static_cast<Format>(f), Design(s, static_cast<Format>(f), kRate), 5.0, true);
 }
 
 }  // namespace

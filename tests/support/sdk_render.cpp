@@ -11,8 +11,7 @@ Audio SdkRender(stemstrip::Format format, const stemstrip::Settings& settings, c
     stemstrip::Instance strip(format, s, input.sampleRate, options.instance);
     const int n = input.channels;
     const int64_t frames = input.frames(), latency = options.dropLatency ? strip.latency() : 0;
-    int64_t total = frames + latency;
-    if (options.instance.alignedBlocks) total = (total + 15) / 16 * 16;
+    const int64_t total = frames + latency;
     std::vector<std::vector<float>> in(n, std::vector<float>(total, 0.0f)), out(n, std::vector<float>(total));
     for (int c = 0; c < n; ++c)
         for (int64_t i = 0; i < frames; ++i) in[c][i] = input.at(i, order[c]);

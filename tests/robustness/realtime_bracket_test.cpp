@@ -1,7 +1,11 @@
-// The audio path makes no system call at all: it runs on a thread under a
-// seccomp filter that allows exit and nothing else. Any other call kills
-// the whole process with SIGSYS, and so fails the test. (Strict mode would
-// allow read and write, and it kills only the offending thread.)
+// The audio path of workloads.h (RunRealtimeWorkload) inside a real-time
+// bracket, and the proof that the bracket is real. Built twice:
+//  - robustness_seccomp_tests: a seccomp filter that allows exit and nothing
+//    else, so any system call kills the whole process with SIGSYS. (Strict
+//    mode would allow read and write, and kill only the offending thread.)
+//  - robustness_realtime_sanitizer_tests (REALTIME_SANITIZER): any
+//    allocation, lock, sleep, file or socket call aborts the test with a
+//    report naming the call.
 #include <gtest/gtest.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
@@ -13,19 +17,40 @@
 
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
-#include <thread>
 
-#include "realtime_workload.h"
+#include "workloads.h"
+
+#if defined(REALTIME_SANITIZER)
+extern "C" void __rtsan_realtime_enter();
+extern "C" void __rtsan_realtime_exit();
+#endif
 
 namespace {
 
+#if defined(REALTIME_SANITIZER)
+bool RunInBracket(const std::function<void()>& body) {
+    return robustness::OnAThread([&] {
+        __rtsan_realtime_enter();
+        body();
+        __rtsan_realtime_exit();
+    });
+}
+
+void Forbidden() {
+    void* volatile p = std::malloc(64);
+    std::free(p);
+}
+bool Died(int status) { return !WIFEXITED(status) || WEXITSTATUS(status) != 0; }
+const char* const kReport = "malloc";
+#else
 #if defined(__x86_64__)
 constexpr unsigned kAuditArch = AUDIT_ARCH_X86_64;
 #elif defined(__aarch64__)
 constexpr unsigned kAuditArch = AUDIT_ARCH_AARCH64;
 #else
-constexpr unsigned kAuditArch = 0;  // unknown: the tests skip
+#error "no seccomp architecture code for this machine"
 #endif
 
 bool EnterExitOnlyFilter() {
@@ -46,11 +71,11 @@ bool EnterExitOnlyFilter() {
 // refused the filter. A plain pthread, so that nothing is left on the heap;
 // it leaves with a raw exit, as returning through the C++ runtime makes
 // calls of its own.
-bool RunUnderExitOnlyFilter(std::function<void()> body) {
+bool RunInBracket(const std::function<void()>& body) {
     struct Thread {
-        std::function<void()> body;
+        const std::function<void()>& body;
         bool entered = false;
-    } thread{std::move(body)};
+    } thread{body};
     pthread_t id;
     auto run = [](void* arg) -> void* {
         auto* t = static_cast<Thread*>(arg);
@@ -63,16 +88,19 @@ bool RunUnderExitOnlyFilter(std::function<void()> body) {
     return thread.entered;
 }
 
-TEST(ExitOnlySeccomp, AllEntriesAndInstanceProcessWhileSettingsChange) {
-    if (kAuditArch == 0) GTEST_SKIP() << "no seccomp architecture code for this machine";
-    EXPECT_EQ(robustness::RunRealtimeWorkload(RunUnderExitOnlyFilter), "");  // "could not run": the kernel refused the filter
+void Forbidden() { syscall(SYS_getpid); }
+const auto Died = ::testing::KilledBySignal(SIGSYS);
+const char* const kReport = "";
+#endif
+
+TEST(RealtimeBracket, AllEntriesAndInstanceProcessWhileSettingsChange) {
+    EXPECT_EQ(robustness::RunRealtimeWorkload(RunInBracket), "");  // "could not run": the kernel refused the filter
 }
 
-// The filter is real: one system call inside it ends the process.
-TEST(ExitOnlySeccompDeathTest, ASystemCallInsideKillsTheProcess) {
-    if (kAuditArch == 0) GTEST_SKIP() << "no seccomp architecture code for this machine";
+// The bracket is real: one forbidden call inside it ends the process.
+TEST(RealtimeBracketDeathTest, AForbiddenCallInsideEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(RunUnderExitOnlyFilter([] { syscall(SYS_getpid); }), ::testing::KilledBySignal(SIGSYS), "");
+    EXPECT_EXIT(RunInBracket(Forbidden), Died, kReport);
 }
 
 }  // namespace
