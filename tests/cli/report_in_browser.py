@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-# Opens stemstrip's HTML reports in headless Chromium, offline, keeping a
-# screenshot of each; fails on any console message, any address outside the
-# file, a page that does not finish, or a plot without its canvas and series.
-# Usage: report_in_browser.py STEMSTRIP_BINARY ARTEFACT_DIR (77: no Chromium).
+"""Opens stemstrip's HTML reports in headless Chromium, offline, keeping a
+screenshot of each; fails on any console message, any address outside the
+file, a page that does not finish, or a plot without its canvas and series.
+Usage: report_in_browser.py STEMSTRIP_BINARY ARTEFACT_DIR (77: no Chromium)."""
 import pathlib
 import re
 import shutil
@@ -12,8 +12,8 @@ import sys
 PLOTS = {"plot-levels": 5, "plot-eq": 4, "plot-transfer": 5}  # element id: series, x included
 
 
-# Runs headless Chromium on `page` with no network; returns (stdout, console lines).
 def chromium(executable, page, *flags):
+    """Runs headless Chromium on `page` with no network; returns (stdout, console lines)."""
     run = subprocess.run(
         [executable, "--headless", "--no-sandbox", "--disable-gpu", "--hide-scrollbars", "--window-size=1100,2400",
          "--enable-logging=stderr", "--log-level=0", "--host-resolver-rules=MAP * ~NOTFOUND",
@@ -22,8 +22,8 @@ def chromium(executable, page, *flags):
     return run.stdout, [line for line in run.stderr.splitlines() if ":CONSOLE" in line]
 
 
-# A list of problems with the report at `page`; keeps a screenshot of it too.
 def check_report(executable, page, screenshot):
+    """A list of problems with the report at `page`; keeps a screenshot of it too."""
     html = page.read_text()
     problems = ["refers to " + url for url in re.findall(r"""(?:src|href)\s*=\s*["']?(https?:[^"' >]+)""", html)]
     dom, console = chromium(executable, page, "--dump-dom")
