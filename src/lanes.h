@@ -45,20 +45,6 @@ inline V Fma(V p, V q, V r) {
     return result;
 }
 
-// One broadcast instruction: GCC builds the lane-by-lane form with a chain
-// of inserts wherever it does not recognise it.
-template <int W>
-inline Lanes<W> Splat(float v) {
-#if defined(__clang__)
-    Lanes<W> result;
-    for (int l = 0; l < W; ++l) result[l] = v;
-    return result;
-#else
-    typedef int32_t Index __attribute__((vector_size(sizeof(float) * W)));
-    return __builtin_shuffle(Lanes<W>{v}, Index{});
-#endif
-}
-
 // Formulas written once for a plain float and for lane vectors. A
 // comparison gives a bool or a lane mask, and `mask ? a : b` selects either
 // way; integers live in the matching 32-bit lanes.
@@ -81,6 +67,19 @@ template <typename T>
 using IntLanes = typename LaneInts<T>::Int;
 template <typename T>
 using UintLanes = typename LaneInts<T>::Uint;
+
+// One broadcast instruction: GCC builds the lane-by-lane form with a chain
+// of inserts wherever it does not recognise it.
+template <int W>
+inline Lanes<W> Splat(float v) {
+#if defined(__clang__)
+    Lanes<W> result;
+    for (int l = 0; l < W; ++l) result[l] = v;
+    return result;
+#else
+    return __builtin_shuffle(Lanes<W>{v}, IntLanes<Lanes<W>>{});
+#endif
+}
 
 // A value in every lane; lanes already of type T are taken as they are, so
 // formulas read coefficients alike from one block or one block per lane.
